@@ -1,0 +1,74 @@
+// Submatrix kernels: copy the leading `rows` elements of each of `cols` columns between two pitches, the
+// way a batch of unit-stride vectors is padded, truncated or spread. Column c of a matrix starts at
+// base + c*pitch.
+//
+// Each kernel chooses its column copy once per call (parallel when `rows` reaches the copy limit) and goes
+// parallel over blocks of columns when maxLd * cols exceeds the matrix limit, blocks being
+// max(1, blockBudget / maxLd) columns, maxLd = max(dstLd, srcLd):
+//   contiguous kernels:  copy limit 1 MiB,   matrix limit 1 MiB,   blockBudget 256 KiB
+//   interleaved kernel:  copy limit 128 KiB, matrix limit 128 KiB, blockBudget 16 KiB
+// Each column is written by one task; its zero fill follows its copy. Source and destination must not
+// overlap, except that conjugate_submatrix may read and write disjoint parts of the same columns. Any thread
+// may call, also from inside a parallel section.
+#pragma once
+
+#include <complex>
+#include <cstddef>
+
+#include "buffering/element_functors.hpp"
+
+namespace tessel_fft::buffering {
+
+namespace contiguous {
+
+// dst[c*dstLd + i] = src[c*srcLd + i] for i < rows, c < cols; with zeroFill, also
+// dst[c*dstLd + i] = 0 for rows <= i < dstLd. Without it the gap keeps its contents. Needs rows <= dstLd
+// when zeroFill is set.
+template <typename T>
+void submatrix(T* dst, std::size_t dstLd, const T* src, std::size_t srcLd, std::size_t rows, std::size_t cols,
+               bool zeroFill);
+
+// dst[c*dstLd + i] = conj(src[c*srcLd - i]) for i < rows, c < cols: each source column is read downward
+// from src + c*srcLd. No zero fill.
+template <typename C>
+void conjugate_submatrix(C* dst, std::size_t dstLd, const C* src, std::size_t srcLd, std::size_t rows,
+                         std::size_t cols);
+
+}  // namespace contiguous
+
+namespace interleaved {
+
+// Lifts one component out of interleaved complex data: dst[c*dstLd + i] = src[2*(c*srcLd + i)] for
+// i < rows, and dst[c*dstLd + i] = 0 for rows <= i < dstLd; srcLd counts complex elements, dstLd real
+// ones. Pass `src` advanced by one T for the imaginary part. Needs rows <= dstLd.
+template <typename T>
+void submatrix(T* dst, std::size_t dstLd, const T* src, std::size_t srcLd, std::size_t rows,
+               std::size_t cols);
+
+}  // namespace interleaved
+
+}  // namespace tessel_fft::buffering
+
+#define TESSEL_BUFFERING_SUBMATRIX(kind, T)                                                         \
+  kind void tessel_fft::buffering::contiguous::submatrix<T>(T*, std::size_t, const T*, std::size_t, \
+                                                            std::size_t, std::size_t, bool);
+
+#define TESSEL_BUFFERING_CONJUGATE_SUBMATRIX(kind, C)                  \
+  kind void tessel_fft::buffering::contiguous::conjugate_submatrix<C>( \
+      C*, std::size_t, const C*, std::size_t, std::size_t, std::size_t);
+
+#define TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(kind, T)                                              \
+  kind void tessel_fft::buffering::interleaved::submatrix<T>(T*, std::size_t, const T*, std::size_t, \
+                                                             std::size_t, std::size_t);
+
+#define TESSEL_BUFFERING_SUBMATRIX_INSTANCES(kind)                 \
+  TESSEL_BUFFERING_SUBMATRIX(kind, float)                          \
+  TESSEL_BUFFERING_SUBMATRIX(kind, double)                         \
+  TESSEL_BUFFERING_SUBMATRIX(kind, std::complex<float>)            \
+  TESSEL_BUFFERING_SUBMATRIX(kind, std::complex<double>)           \
+  TESSEL_BUFFERING_CONJUGATE_SUBMATRIX(kind, std::complex<float>)  \
+  TESSEL_BUFFERING_CONJUGATE_SUBMATRIX(kind, std::complex<double>) \
+  TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(kind, float)              \
+  TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(kind, double)
+
+TESSEL_BUFFERING_SUBMATRIX_INSTANCES(extern template)

@@ -1,0 +1,73 @@
+// Transposing copies between a matrix with unit stride along one axis and a matrix with unit stride along
+// the other; the gather into and the scatter out of chunk scratch of strided batches.
+//
+// Loop order and parallel axis follow the shape: with rows < cols the columns are the outer (and parallel)
+// axis, otherwise the rows are. A parallel block cuts the outer axis only and walks the inner axis whole.
+//   columns outer: block 16 KiB of columns, dispatcher limit on cols 128 KiB
+//   rows outer:    block 4 KiB of rows,     dispatcher limit on rows 64 KiB
+//
+// Source and destination of one call must not overlap. Any thread may call, also from inside a parallel
+// section.
+#pragma once
+
+#include <complex>
+#include <cstddef>
+
+#include "buffering/element_functors.hpp"
+
+namespace tessel_fft::buffering {
+
+namespace strided {
+
+// F(dst[r*dstStride + c], src[c*srcStride + r]) for r in [0, rows), c in [0, cols): a row of `dst` and a
+// column of `src` are contiguous. Strides may be negative (then `dst`/`src` is the element with the highest
+// address among rows/columns). serial_ is the plain loop nest, tbb_ always runs a tbb::parallel_for, and
+// transpose dispatches by the limits above.
+template <typename T, template <typename> class F = noop>
+void serial_transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride,
+                      std::size_t cols, std::size_t rows);
+template <typename T, template <typename> class F = noop>
+void tbb_transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride, std::size_t cols,
+                   std::size_t rows);
+template <typename T, template <typename> class F = noop>
+void transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride, std::size_t cols,
+               std::size_t rows);
+
+}  // namespace strided
+
+namespace interleaved {
+
+// Moves one component of interleaved complex data from or to a real buffer, transposing:
+// dst[(r*dstStride + c)*dstUnit] = src[(c*srcStride + r)*srcUnit] with dstUnit = 2 - fromInterleaved and
+// srcUnit = 1 + fromInterleaved. Strides count whole units (complex elements on the interleaved side); the
+// caller picks the component by offsetting the interleaved pointer by one T. Chooses its own loop order
+// and whether to go parallel; inner walks go through strided::copy where one side has unit stride.
+template <typename T>
+void transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride, std::size_t cols,
+               std::size_t rows, bool fromInterleaved);
+
+}  // namespace interleaved
+
+}  // namespace tessel_fft::buffering
+
+#define TESSEL_BUFFERING_STRIDED_TRANSPOSE(kind, T, F)                                                     \
+  kind void tessel_fft::buffering::strided::serial_transpose<T, F>(                                        \
+      T*, std::ptrdiff_t, const T*, std::ptrdiff_t, std::size_t, std::size_t);                             \
+  kind void tessel_fft::buffering::strided::tbb_transpose<T, F>(T*, std::ptrdiff_t, const T*,              \
+                                                                std::ptrdiff_t, std::size_t, std::size_t); \
+  kind void tessel_fft::buffering::strided::transpose<T, F>(T*, std::ptrdiff_t, const T*, std::ptrdiff_t,  \
+                                                            std::size_t, std::size_t);
+
+#define TESSEL_BUFFERING_TRANSPOSE_INSTANCES(kind)                                                 \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(kind, float, tessel_fft::buffering::noop)                     \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(kind, double, tessel_fft::buffering::noop)                    \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(kind, std::complex<float>, tessel_fft::buffering::noop)       \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(kind, std::complex<double>, tessel_fft::buffering::noop)      \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(kind, std::complex<float>, tessel_fft::buffering::conjugate)  \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(kind, std::complex<double>, tessel_fft::buffering::conjugate) \
+  kind void tessel_fft::buffering::interleaved::transpose<float>(                                  \
+      float*, std::ptrdiff_t, const float*, std::ptrdiff_t, std::size_t, std::size_t, bool);       \
+  kind void tessel_fft::buffering::interleaved::transpose<double>(                                 \
+      double*, std::ptrdiff_t, const double*, std::ptrdiff_t, std::size_t, std::size_t, bool);
+
+TESSEL_BUFFERING_TRANSPOSE_INSTANCES(extern template)

@@ -1,0 +1,57 @@
+#include "backend/aligned_scratch.hpp"
+
+#include <tbb/scalable_allocator.h>
+
+#include <cstring>
+#include <limits>
+
+#include "backend/errors.hpp"
+
+namespace tessel_fft {
+
+namespace {
+
+constexpr std::uint64_t kAlignment = 16;
+
+bool paddedSizeOverflows(std::uint64_t size) {
+  return size > std::numeric_limits<std::uint64_t>::max() - kAlignment;
+}
+
+}  // namespace
+
+AlignedScratch::AlignedScratch(std::uint64_t size, std::uint64_t offset) : offset_(offset), raw_(nullptr) {
+  if (paddedSizeOverflows(size)) throwNoMemory();
+  raw_ = scalable_malloc(static_cast<std::size_t>(size + kAlignment));
+  if (raw_ == nullptr) throwNoMemory();
+}
+
+AlignedScratch::~AlignedScratch() { scalable_free(raw_); }
+
+void* AlignedScratch::get() const {
+  const auto raw = reinterpret_cast<std::uintptr_t>(raw_);
+  const std::uintptr_t residue = raw % kAlignment;
+  // Step past raw even when it already has the wanted residue: the usable block never starts at raw.
+  std::uintptr_t usable = raw + offset_ - residue;
+  if (residue >= offset_) usable += kAlignment;
+  return reinterpret_cast<void*>(usable);
+}
+
+void* alignedScratchAlloc(std::uint64_t size) {
+  if (paddedSizeOverflows(size)) return nullptr;
+  void* raw = scalable_malloc(static_cast<std::size_t>(size + kAlignment));
+  if (raw == nullptr) return nullptr;
+  const auto rawAddress = reinterpret_cast<std::uintptr_t>(raw);
+  const std::uintptr_t aligned = (rawAddress + kAlignment) & ~(kAlignment - 1);
+  // The allocator aligns to at least 8, so the word below the block lies inside the allocation.
+  std::memcpy(reinterpret_cast<void*>(aligned - sizeof(void*)), &raw, sizeof(void*));
+  return reinterpret_cast<void*>(aligned);
+}
+
+void alignedScratchFree(void* block) {
+  if (block == nullptr) return;
+  void* raw;
+  std::memcpy(&raw, static_cast<char*>(block) - sizeof(void*), sizeof(void*));
+  scalable_free(raw);
+}
+
+}  // namespace tessel_fft

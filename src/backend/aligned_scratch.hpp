@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+
+namespace tessel_fft {
+
+// A scope-bound block of raw memory whose usable pointer has a chosen residue modulo 16, so that a
+// plan measured on it is valid for a caller's buffer with the same residue. Not copyable.
+class AlignedScratch {
+ public:
+  // Throws std::runtime_error("FFTW:nomem") if size + 16 overflows or the allocator fails.
+  // `offset` is the wanted residue, 0..15.
+  AlignedScratch(std::uint64_t size, std::uint64_t offset);
+  ~AlignedScratch();
+  AlignedScratch(const AlignedScratch&) = delete;
+  AlignedScratch& operator=(const AlignedScratch&) = delete;
+
+  // size usable bytes, 1 to 16 bytes after the raw block (never the raw block itself), with residue
+  // `offset` modulo 16. Never null for a constructed block.
+  void* get() const;
+
+ private:
+  std::uint64_t offset_;
+  void* raw_;
+};
+
+// All working buffers: 16-byte aligned blocks of `size` bytes from the scalable allocator, or null if
+// that fails or size + 16 overflows. Release with alignedScratchFree, which accepts null.
+void* alignedScratchAlloc(std::uint64_t size);
+void alignedScratchFree(void* block);
+
+// Owns one block from alignedScratchAlloc; move-only.
+class ScratchBlock {
+ public:
+  ScratchBlock() = default;
+  explicit ScratchBlock(void* block) : block_(block) {}
+  ~ScratchBlock() { alignedScratchFree(block_); }
+  ScratchBlock(ScratchBlock&& other) noexcept : block_(other.release()) {}
+  ScratchBlock& operator=(ScratchBlock&& other) noexcept {
+    if (this != &other) {
+      alignedScratchFree(block_);
+      block_ = other.release();
+    }
+    return *this;
+  }
+  ScratchBlock(const ScratchBlock&) = delete;
+  ScratchBlock& operator=(const ScratchBlock&) = delete;
+
+  void* get() const { return block_; }
+  void* release() {
+    void* block = block_;
+    block_ = nullptr;
+    return block;
+  }
+
+ private:
+  void* block_ = nullptr;
+};
+
+}  // namespace tessel_fft

@@ -1,0 +1,11 @@
+#pragma once
+
+namespace tessel_fft {
+
+// The library's two failure reports, each thrown from one place so the words cannot drift.
+// std::runtime_error("FFTW:nomem"): any allocation failure.
+[[noreturn]] void throwNoMemory();
+// std::runtime_error("FFTWAssertionFailure"): FFTW's internal assertion hook fired.
+[[noreturn]] void throwAssertionFailure();
+
+}  // namespace tessel_fft

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <complex>
+
+#include <fftw3.h>
+
+#include "tessel_fft/fft_kinds.hpp"
+
+namespace tessel_fft {
+
+// FFTW's complex element of a precision: fftw_complex for double, fftwf_complex for float.
+template <typename T>
+struct fftwComplexOf;
+template <>
+struct fftwComplexOf<double> {
+  using type = fftw_complex;
+};
+template <>
+struct fftwComplexOf<float> {
+  using type = fftwf_complex;
+};
+template <typename T>
+using fftwComplex = typename fftwComplexOf<T>::type;
+
+// Views of the library's element types as the pointers FFTW's entries take. std::complex<T> is
+// layout-compatible with T[2].
+template <typename T>
+T* asFftw(T* p) {
+  return p;
+}
+template <typename T>
+T (*asFftw(T (*p)[2]))[2] {
+  return p;
+}
+template <typename T>
+fftwComplex<T>* asFftw(std::complex<T>* p) {
+  return reinterpret_cast<fftwComplex<T>*>(p);
+}
+
+}  // namespace tessel_fft

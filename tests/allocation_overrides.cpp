@@ -1,0 +1,72 @@
+#include <dlfcn.h>
+#include <fftw3.h>
+#include <tbb/scalable_allocator.h>
+
+#include <atomic>
+#include <cstdlib>
+
+#include "support/allocation_control.hpp"
+
+namespace {
+
+std::atomic<long> liveBlocks{0};
+std::atomic<bool> armed{false};
+std::atomic<long> toSkip{0};
+std::atomic<long> toFail{0};
+std::atomic<long> refused{0};
+std::atomic<long> allocationCalls{0};
+
+bool shouldFail() {
+  if (!armed.load()) return false;
+  if (toSkip.fetch_sub(1) > 0) return false;
+  const long remaining = toFail.load();
+  if (remaining == 0) return false;
+  if (remaining > 0) toFail.fetch_sub(1);
+  refused.fetch_add(1);
+  return true;
+}
+
+}  // namespace
+
+extern "C" {
+
+void* scalable_malloc(size_t size) {
+  allocationCalls.fetch_add(1);
+  if (shouldFail()) return nullptr;
+  void* block = std::malloc(size == 0 ? 1 : size);
+  if (block != nullptr) liveBlocks.fetch_add(1);
+  return block;
+}
+
+void scalable_free(void* block) {
+  if (block == nullptr) return;
+  liveBlocks.fetch_sub(1);
+  std::free(block);
+}
+
+void* fftw_malloc(size_t size) {
+  if (shouldFail()) return nullptr;
+  using Real = void* (*)(size_t);
+  static const Real real = reinterpret_cast<Real>(dlsym(RTLD_NEXT, "fftw_malloc"));
+  return real(size);
+}
+
+}  // extern "C"
+
+namespace tessel_test {
+
+long liveScratchBlocks() { return liveBlocks.load(); }
+long scratchAllocationCalls() { return allocationCalls.load(); }
+
+FailAllocations::FailAllocations(long skip, long failCount) {
+  toSkip.store(skip);
+  toFail.store(failCount);
+  refused.store(0);
+  armed.store(true);
+}
+
+FailAllocations::~FailAllocations() { armed.store(false); }
+
+long FailAllocations::failures() const { return refused.load(); }
+
+}  // namespace tessel_test

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+
+namespace tessel_fft {
+
+// How a batch of vectors runs: spread over tasks (pooled) or in one loop on the calling thread, and
+// how many threads FFTW's planner gets. A batch is parallel across vectors or FFTW is parallel within
+// one long vector, never both.
+struct BatchPath {
+  bool pooled;
+  std::uint64_t plannerThreads;
+};
+
+// Below about 98304 = n * bitLength(n) * numVectors a batch isn't worth the scheduler; below 65536
+// points a single vector isn't worth FFTW's threads. Integer arithmetic, both divisions truncating.
+inline BatchPath chooseBatchPath(std::uint64_t numThreads, std::uint64_t numVectors, std::uint64_t n) {
+  constexpr std::uint64_t kBatchWork = 0x18000;
+  constexpr std::uint64_t kThreadedVectorLength = 65536;
+  if (numThreads <= 1) return {false, numThreads};
+  if (numVectors > 1) {
+    std::uint64_t bitLength = 0;
+    for (std::uint64_t rest = n; rest != 0; rest >>= 1) ++bitLength;
+    return {n > (kBatchWork / numVectors) / bitLength, 1};
+  }
+  return {false, n < kThreadedVectorLength ? 1 : numThreads};
+}
+
+// Vectors per scratch block: a batch smaller than a chunk runs one vector at a time.
+inline std::uint64_t bufferVectorsFor(std::uint64_t numVectors, std::uint64_t chunkSize) {
+  return numVectors < chunkSize ? 1 : chunkSize;
+}
+
+}  // namespace tessel_fft

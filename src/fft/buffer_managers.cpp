@@ -1,0 +1,84 @@
+#include "fft/buffer_managers.hpp"
+
+#include "backend/aligned_scratch.hpp"
+#include "backend/errors.hpp"
+
+namespace tessel_fft {
+
+namespace {
+
+// Both blocks, or neither: a half-made pair is freed again.
+bool allocatePair(std::size_t inputBytes, std::size_t outputBytes, BufferPair& pair) {
+  pair.input = alignedScratchAlloc(inputBytes);
+  pair.output = alignedScratchAlloc(outputBytes);
+  if (pair.input != nullptr && pair.output != nullptr) return true;
+  alignedScratchFree(pair.input);
+  alignedScratchFree(pair.output);
+  pair = BufferPair{};
+  return false;
+}
+
+}  // namespace
+
+ScratchBufferPair::ScratchBufferPair(std::size_t inputBytes, std::size_t outputBytes)
+    : input(nullptr), output(nullptr), inputBytes(inputBytes), outputBytes(outputBytes), ownsOutput_(true) {
+  BufferPair pair;
+  if (!allocatePair(inputBytes, outputBytes, pair)) throwNoMemory();
+  input = pair.input;
+  output = pair.output;
+}
+
+ScratchBufferPair::ScratchBufferPair(std::size_t inputBytes, std::size_t outputBytes, void* output)
+    : input(alignedScratchAlloc(inputBytes)),
+      output(output),
+      inputBytes(inputBytes),
+      outputBytes(outputBytes),
+      ownsOutput_(false) {
+  if (input == nullptr) throwNoMemory();
+}
+
+ScratchBufferPair::~ScratchBufferPair() {
+  alignedScratchFree(input);
+  if (ownsOutput_) alignedScratchFree(output);
+}
+
+MultiBufferMgr::MultiBufferMgr(std::size_t inputBytes, std::size_t outputBytes)
+    : inputBytes(inputBytes), outputBytes(outputBytes) {
+  BufferPair first;
+  if (!allocatePair(inputBytes, outputBytes, first)) throwNoMemory();
+  buffers.push(first);
+}
+
+MultiBufferMgr::~MultiBufferMgr() {
+  BufferPair pair;
+  while (buffers.try_pop(pair)) {
+    alignedScratchFree(pair.input);
+    alignedScratchFree(pair.output);
+  }
+}
+
+void MultiBufferMgr::acquireBuffers(BufferPair& pair) {
+  pair = BufferPair{};
+  if (buffers.try_pop(pair)) return;
+  if (allocatePair(inputBytes, outputBytes, pair)) return;
+  // Some pair exists in another task's hands and comes back when that task ends.
+  buffers.pop(pair);
+}
+
+void MultiBufferMgr::releaseBuffers(void* input, void* output) { buffers.push(BufferPair{input, output}); }
+
+void* MultiBufferMgr::outputBuffer(const BufferPair& pair) { return pair.output; }
+
+MultipleInputOnlyBufferMgr::MultipleInputOnlyBufferMgr(std::size_t inputBytes, std::size_t outputBytes,
+                                                       void* output)
+    : MultiBufferMgr(inputBytes, outputBytes), outputData(output) {}
+
+MultipleInputOnlyBufferMgr::~MultipleInputOnlyBufferMgr() { outputData = nullptr; }
+
+void MultipleInputOnlyBufferMgr::releaseBuffers(void* input, void*) {
+  buffers.push(BufferPair{input, nullptr});
+}
+
+void* MultipleInputOnlyBufferMgr::outputBuffer(const BufferPair&) { return outputData; }
+
+}  // namespace tessel_fft

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <tbb/concurrent_queue.h>
+
+#include <cstddef>
+
+namespace tessel_fft {
+
+// One input and one output scratch block, both from alignedScratchAlloc.
+struct BufferPair {
+  void* input = nullptr;
+  void* output = nullptr;
+};
+
+// The scratch of a direct run: one pair, freed by the destructor. Not copyable.
+class ScratchBufferPair {
+ public:
+  // Allocates both blocks; if either fails, frees both and throws std::runtime_error("FFTW:nomem").
+  ScratchBufferPair(std::size_t inputBytes, std::size_t outputBytes);
+  // Allocates only the input block; `output` is the caller's array, kept but not owned.
+  ScratchBufferPair(std::size_t inputBytes, std::size_t outputBytes, void* output);
+  ~ScratchBufferPair();
+  ScratchBufferPair(const ScratchBufferPair&) = delete;
+  ScratchBufferPair& operator=(const ScratchBufferPair&) = delete;
+
+  void* input;
+  void* output;
+  std::size_t inputBytes;
+  std::size_t outputBytes;
+
+ private:
+  bool ownsOutput_;
+};
+
+// A pool of scratch pairs for the tasks of one pooled run. It starts with one pair; a task that finds
+// the pool empty makes another, and one that can't get memory waits for a pair to come back, so memory
+// exhaustion during a run costs parallelism, not the run. All pairs are freed by the destructor. Any
+// number of tasks may acquire and release at once. Polymorphic, not copyable.
+class MultiBufferMgr {
+ public:
+  // Allocates the first pair; throws std::runtime_error("FFTW:nomem") if it can't.
+  MultiBufferMgr(std::size_t inputBytes, std::size_t outputBytes);
+  virtual ~MultiBufferMgr();
+  MultiBufferMgr(const MultiBufferMgr&) = delete;
+  MultiBufferMgr& operator=(const MultiBufferMgr&) = delete;
+
+  // A pair for the caller alone until it is released: from the pool, newly made, or waited for.
+  void acquireBuffers(BufferPair& pair);
+  // Gives a pair back; `output` must be what outputBuffer returned for it.
+  virtual void releaseBuffers(void* input, void* output);
+  // The output block a task writes to for this pair.
+  virtual void* outputBuffer(const BufferPair& pair);
+
+ protected:
+  tbb::concurrent_bounded_queue<BufferPair> buffers;
+  std::size_t inputBytes;
+  std::size_t outputBytes;
+};
+
+// A pool of input blocks only: every task writes straight to the caller's output array. The empty
+// output block of the first pair is dropped at its first release, one minimal block per pair.
+class MultipleInputOnlyBufferMgr : public MultiBufferMgr {
+ public:
+  MultipleInputOnlyBufferMgr(std::size_t inputBytes, std::size_t outputBytes, void* output);
+  ~MultipleInputOnlyBufferMgr() override;
+
+  void releaseBuffers(void* input, void* output) override;
+  void* outputBuffer(const BufferPair& pair) override;
+
+ private:
+  void* outputData;
+};
+
+}  // namespace tessel_fft

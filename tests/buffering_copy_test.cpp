@@ -47,8 +47,8 @@ TYPED_TEST(BufferingCopy, ContiguousMatchesReference) {
 }
 
 // The gather and scatter for one functor, every form, against a reference loop; strides of both signs.
-template <typename T, template <typename> class F, typename Reference>
-void checkStrided(std::size_t stepBytes, std::size_t limitBytes, bool scatter, Reference reference) {
+template <typename T, template <typename> class F, bool scatter, typename Reference>
+void checkStrided(std::size_t stepBytes, std::size_t limitBytes, Reference reference) {
   for (std::ptrdiff_t stride : {1, 3, -2}) {
     for (std::size_t n : lengthsAround<T>(stepBytes, limitBytes)) {
       SCOPED_TRACE(::testing::Message() << "stride " << stride << " n " << n);
@@ -70,7 +70,7 @@ void checkStrided(std::size_t stepBytes, std::size_t limitBytes, bool scatter, R
       std::vector<std::vector<T>> results;
       for (int form = 0; form < 3; ++form) {
         auto dst = initial;
-        if (scatter) {
+        if constexpr (scatter) {
           T* d = dst.data() + origin;
           if (form == 0) bf::strided::serial_copy<T, F>(d, stride, src.data(), n);
           if (form == 1) bf::strided::tbb_copy<T, F>(d, stride, src.data(), n);
@@ -89,17 +89,17 @@ void checkStrided(std::size_t stepBytes, std::size_t limitBytes, bool scatter, R
 
 TYPED_TEST(BufferingCopy, StridedGatherMatchesReference) {
   using T = TypeParam;
-  checkStrided<T, bf::noop>(16 * kKiB, 128 * kKiB, false, [](const T& v) { return v; });
+  checkStrided<T, bf::noop, false>(16 * kKiB, 128 * kKiB, [](const T& v) { return v; });
 }
 
 TYPED_TEST(BufferingCopy, StridedScatterMatchesReference) {
   using T = TypeParam;
-  checkStrided<T, bf::noop>(4 * kKiB, 64 * kKiB, true, [](const T& v) { return v; });
+  checkStrided<T, bf::noop, true>(4 * kKiB, 64 * kKiB, [](const T& v) { return v; });
 }
 
 TYPED_TEST(BufferingConjugateCopy, ConjugatingScatterMatchesReference) {
   using C = TypeParam;
-  checkStrided<C, bf::conjugate>(4 * kKiB, 64 * kKiB, true, [](const C& v) { return conjBits(v); });
+  checkStrided<C, bf::conjugate, true>(4 * kKiB, 64 * kKiB, [](const C& v) { return conjBits(v); });
 }
 
 TYPED_TEST(BufferingConjugateCopy, ReversingCopyMatchesReference) {

@@ -1,0 +1,45 @@
+#include "dcst/dcst_planner.hpp"
+
+#include <cstddef>
+
+#include "dcst/dcst_kinds.hpp"
+#include "plans/plan_acquisition.hpp"
+#include "plans/plan_key.hpp"
+#include "tessel_fft/fftw_api.hpp"
+
+namespace tessel_fft {
+
+template <typename T, int Kind>
+bool DCSTPlanner<T, Kind>::getPlan(std::uint64_t n, std::uint64_t howmany, T* in, T* out, int direction,
+                                   Plan& plan) const {
+  const fftwPlanKey key = makePlanKey(kDCSTKeyLayout, n, 1, howmany, direction, in, out, *context_);
+  // Both sides of an r2r transform have n points per vector, so the distances are n for every kind.
+  const fftw_iodim64 dims{static_cast<std::ptrdiff_t>(n), 1, 1};
+  const fftw_iodim64 howmanyDims{static_cast<std::ptrdiff_t>(howmany), static_cast<std::ptrdiff_t>(n),
+                                 static_cast<std::ptrdiff_t>(n)};
+  // The planner takes one kind per transformed dimension.
+  const fftw_r2r_kind kind[1] = {dcstFftwKind<Kind>()};
+  const auto planOn = [&](T* input, unsigned flags) {
+    return fftwApi::getInstance().plan(1, &dims, 1, &howmanyDims, input, out, kind, flags);
+  };
+  return acquirePlan<T>(*context_, cache_, key, n, n * howmany * sizeof(T), in, out, planOn, plan);
+}
+
+template class DCSTPlanner<float, 0>;
+template class DCSTPlanner<float, 1>;
+template class DCSTPlanner<float, 2>;
+template class DCSTPlanner<float, 3>;
+template class DCSTPlanner<float, 4>;
+template class DCSTPlanner<float, 5>;
+template class DCSTPlanner<float, 6>;
+template class DCSTPlanner<float, 7>;
+template class DCSTPlanner<double, 0>;
+template class DCSTPlanner<double, 1>;
+template class DCSTPlanner<double, 2>;
+template class DCSTPlanner<double, 3>;
+template class DCSTPlanner<double, 4>;
+template class DCSTPlanner<double, 5>;
+template class DCSTPlanner<double, 6>;
+template class DCSTPlanner<double, 7>;
+
+}  // namespace tessel_fft

@@ -1,0 +1,185 @@
+// The cosine and sine cases: quillDCST1D along a strided dimension, on real and on interleaved complex
+// data, and dctIIND with orthonormal scaling in two and three dimensions. The plain side is one guru64
+// r2r plan on the caller's arrays plus the scaling loop that the library's convention needs.
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "plain_fftw.hpp"
+#include "tessel_fft/tessel_fft.hpp"
+#include "workload.hpp"
+
+namespace tessel_bench {
+namespace {
+
+using tessel_fft::fftwContext;
+using u64 = std::uint64_t;
+
+// The library's Kind numbering, 0..7, in FFTW's names.
+constexpr fftw_r2r_kind kFftwKinds[8] = {FFTW_REDFT00, FFTW_REDFT10, FFTW_REDFT01, FFTW_REDFT11,
+                                         FFTW_RODFT00, FFTW_RODFT10, FFTW_RODFT01, FFTW_RODFT11};
+
+// The logical size N of FFTW's r2r kinds: a kind followed by its inverse kind multiplies by N.
+constexpr u64 logicalSize(int kind, u64 n) { return kind == 0 ? 2 * n - 2 : kind == 4 ? 2 * n + 2 : 2 * n; }
+
+std::string shapeOf(const std::vector<u64>& extents, bool isComplex) {
+  std::string shape;
+  for (const u64 extent : extents) shape += (shape.empty() ? "" : " x ") + std::to_string(extent);
+  return isComplex ? shape + " complex" : shape;
+}
+
+// Kind along the middle dimension of a d0 x n x d2 array (stride d0, d0 * d2 vectors). With
+// `isComplex` the array holds interleaved complex values whose parts are transformed independently;
+// the plain plan does this with one more loop dimension of 2. `direction` 1 divides by the logical size.
+template <typename T, int Kind>
+Workload stridedDcst(const SuiteConfig& config, u64 d0, u64 n, u64 d2, int direction, bool isComplex) {
+  struct State {
+    explicit State(std::size_t values) : in(values), ours(values), plain(values) {}
+    AlignedArray<T> in, ours, plain;
+    HostPlanCache<tessel_fft::dcstPlanCacheInterface<T, Kind>> cache;
+    PlainPlan<T> plan;
+  };
+  const u64 width = isComplex ? 2 : 1;
+  const u64 values = d0 * n * d2 * width;
+  auto state = std::make_shared<State>(values);
+  const fftw_iodim64 dim = iodim(n, d0 * width, d0 * width);
+  const fftw_iodim64 loops[3] = {iodim(d0, width, width), iodim(d2, d0 * n * width, d0 * n * width),
+                                 iodim(2, 1, 1)};
+  const fftw_r2r_kind kind = kFftwKinds[Kind];
+  state->plan = makePlainPlan<T>(config.threads, [&] {
+    return PlainFftw<T>::r2r(1, &dim, isComplex ? 3 : 2, loops, state->in.data(), state->plain.data(), &kind,
+                             config.planFlags);
+  });
+  fillRandom(state->in.data(), values, 10 + Kind);
+
+  Workload workload;
+  workload.shape = shapeOf({d0, n, d2}, isComplex);
+  workload.threads = config.threads;
+  workload.points = static_cast<double>(n);
+  workload.epsilon = std::numeric_limits<T>::epsilon();
+  const fftwContext context(static_cast<u64>(config.threads), config.planFlags, fftwContext::EMBED_COMPACT,
+                            false);
+  workload.runOurs = [state, context, d0, n, d2, direction, isComplex] {
+    tessel_fft::quillDCST1D<T, Kind>(context, &state->cache, state->in.data(), state->ours.data(), d0, n, n,
+                                     d0 * d2, direction, isComplex);
+  };
+  workload.runPlain = [state, values, n, direction] {
+    state->plan.execute();
+    if (direction == 1) {
+      const T factor = T(1) / static_cast<T>(logicalSize(Kind, n));
+      T* out = state->plain.data();
+      for (u64 i = 0; i < values; ++i) out[i] *= factor;
+    }
+  };
+  workload.relativeError = [state, values] {
+    return relativeL2(state->ours.data(), state->plain.data(), values);
+  };
+  return workload;
+}
+
+// The orthonormal DCT-II over all dimensions of a column-major array of `extents`. dctIIND has no
+// thread setting and runs FFTW on one thread, so the plain side gets one thread too.
+template <typename T>
+Workload orthonormalDct(const SuiteConfig& config, const std::vector<u64>& extents) {
+  struct State {
+    explicit State(std::size_t values) : in(values), ours(values), plain(values) {}
+    AlignedArray<T> in, ours, plain;
+    PlainPlan<T> plan;
+  };
+  u64 values = 1;
+  for (const u64 extent : extents) values *= extent;
+  auto state = std::make_shared<State>(values);
+
+  // FFTW counts dimensions row-major: the contiguous one last.
+  std::vector<fftw_iodim64> dims;
+  u64 stride = values;
+  for (auto extent = extents.rbegin(); extent != extents.rend(); ++extent) {
+    stride /= *extent;
+    dims.push_back(iodim(*extent, stride, stride));
+  }
+  const std::vector<fftw_r2r_kind> kinds(extents.size(), FFTW_REDFT10);
+  const int rank = static_cast<int>(extents.size());
+  state->plan = makePlainPlan<T>(1, [&] {
+    return PlainFftw<T>::r2r(rank, dims.data(), 0, nullptr, state->in.data(), state->plain.data(),
+                             kinds.data(), config.planFlags);
+  });
+  fillRandom(state->in.data(), values, 20 + extents.size());
+
+  // FFTW's REDFT10 is 2 sum x cos(...): the orthonormal transform divides coefficient 0 of each
+  // dimension by sqrt(4 n) and the others by sqrt(2 n). Per dimension a table of reciprocals.
+  auto factors = std::make_shared<std::vector<std::vector<T>>>();
+  for (const u64 extent : extents) {
+    std::vector<T> table(extent, T(1) / std::sqrt(static_cast<T>(2 * extent)));
+    table[0] = T(1) / std::sqrt(static_cast<T>(4 * extent));
+    factors->push_back(std::move(table));
+  }
+
+  Workload workload;
+  workload.shape = shapeOf(extents, false);
+  workload.threads = 1;
+  workload.points = static_cast<double>(values);
+  workload.epsilon = std::numeric_limits<T>::epsilon();
+  workload.runOurs = [state, extents] {
+    tessel_fft::dctIIND<T>(state->in.data(), state->ours.data(), extents.data(), extents.size(), true);
+  };
+  workload.runPlain = [state, factors, extents, values] {
+    state->plan.execute();
+    // Contiguous lines along dimension 0; the product of the other dimensions' factors per line.
+    const std::vector<std::vector<T>>& table = *factors;
+    const u64 lineLength = extents[0];
+    std::vector<u64> index(extents.size(), 0);
+    T* out = state->plain.data();
+    for (u64 line = 0; line < values / lineLength; ++line) {
+      T outer = 1;
+      for (std::size_t d = 1; d < extents.size(); ++d) outer *= table[d][index[d]];
+      T* data = out + line * lineLength;
+      for (u64 i = 0; i < lineLength; ++i) data[i] *= outer * table[0][i];
+      for (std::size_t d = 1; d < extents.size() && ++index[d] == extents[d]; ++d) index[d] = 0;
+    }
+  };
+  workload.relativeError = [state, values] {
+    return relativeL2(state->ours.data(), state->plain.data(), values);
+  };
+  return workload;
+}
+
+}  // namespace
+
+std::vector<CaseSpec> dcstCases() {
+  std::vector<CaseSpec> cases;
+  cases.push_back({"dct2-strided", "quillDCST1D<double, 1>",
+                   "DCT-II (REDFT10) along dimension 2 of 64 x 1024 x 64 (stride 64)",
+                   [](const SuiteConfig& c) {
+                     return c.quick ? stridedDcst<double, 1>(c, 4, 32, 5, -1, false)
+                                    : stridedDcst<double, 1>(c, 64, 1024, 64, -1, false);
+                   }});
+  cases.push_back({"dst4-strided-inv", "quillDCST1D<double, 7>",
+                   "inverse DST-IV (RODFT11, divided by 2n) along dimension 2 of 64 x 1024 x 64",
+                   [](const SuiteConfig& c) {
+                     return c.quick ? stridedDcst<double, 7>(c, 4, 32, 5, 1, false)
+                                    : stridedDcst<double, 7>(c, 64, 1024, 64, 1, false);
+                   }});
+  cases.push_back({"dct2-strided-complex", "quillDCST1D<double, 1>",
+                   "DCT-II of the real and imaginary parts along dimension 2 of complex 64 x 1024 x 32",
+                   [](const SuiteConfig& c) {
+                     return c.quick ? stridedDcst<double, 1>(c, 4, 32, 5, -1, true)
+                                    : stridedDcst<double, 1>(c, 64, 1024, 32, -1, true);
+                   }});
+  cases.push_back(
+      {"dctnd-2d", "dctIIND<double>", "orthonormal DCT-II of 1024 x 1024, one thread",
+       [](const SuiteConfig& c) {
+         return orthonormalDct<double>(c, c.quick ? std::vector<u64>{32, 24} : std::vector<u64>{1024, 1024});
+       }});
+  cases.push_back({"dctnd-3d", "dctIIND<double>", "orthonormal DCT-II of 128 x 128 x 128, one thread",
+                   [](const SuiteConfig& c) {
+                     return orthonormalDct<double>(
+                         c, c.quick ? std::vector<u64>{8, 6, 5} : std::vector<u64>{128, 128, 128});
+                   }});
+  return cases;
+}
+
+}  // namespace tessel_bench

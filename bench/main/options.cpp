@@ -1,0 +1,102 @@
+#include "options.hpp"
+
+#include <cerrno>
+#include <cstdlib>
+
+namespace tessel_bench {
+namespace {
+
+int positiveInt(const std::string& option, const std::string& text, int largest) {
+  errno = 0;
+  char* end = nullptr;
+  const long value = std::strtol(text.c_str(), &end, 10);
+  if (text.empty() || *end != '\0' || errno != 0 || value < 1 || value > largest) {
+    throw UsageError(option + " wants a whole number from 1 to " + std::to_string(largest) + ", not '" +
+                     text + "'");
+  }
+  return static_cast<int>(value);
+}
+
+}  // namespace
+
+Options parseOptions(int argc, const char* const* argv) {
+  Options options;
+  for (int i = 1; i < argc; ++i) {
+    std::string argument = argv[i];
+    // --name=value is accepted as well as --name value.
+    std::string value;
+    bool hasInlineValue = false;
+    const std::size_t equals = argument.find('=');
+    if (argument.rfind("--", 0) == 0 && equals != std::string::npos) {
+      value = argument.substr(equals + 1);
+      argument = argument.substr(0, equals);
+      hasInlineValue = true;
+    }
+    const auto takeValue = [&]() -> std::string {
+      if (hasInlineValue) return value;
+      if (i + 1 >= argc) throw UsageError(argument + " needs a value");
+      return argv[++i];
+    };
+    const auto noValue = [&] {
+      if (hasInlineValue) throw UsageError(argument + " takes no value");
+    };
+
+    if (argument == "--help" || argument == "-h") {
+      noValue();
+      options.help = true;
+    } else if (argument == "--list") {
+      noValue();
+      options.list = true;
+    } else if (argument == "--quick") {
+      noValue();
+      options.quick = true;
+    } else if (argument == "--threads") {
+      options.threads = positiveInt(argument, takeValue(), 1024);
+    } else if (argument == "--runs") {
+      options.runs = positiveInt(argument, takeValue(), 10000);
+    } else if (argument == "--case") {
+      // Comma-separated names, and the option may be repeated.
+      const std::string names = takeValue();
+      std::size_t start = 0;
+      while (start <= names.size()) {
+        const std::size_t comma = std::min(names.find(',', start), names.size());
+        const std::string name = names.substr(start, comma - start);
+        if (name.empty()) throw UsageError("--case wants case names, separated by commas");
+        options.cases.push_back(name);
+        start = comma + 1;
+      }
+    } else if (argument == "--json") {
+      options.jsonPath = takeValue();
+      if (options.jsonPath.empty()) throw UsageError("--json needs a file name");
+    } else if (argument == "--svg") {
+      options.svgPath = takeValue();
+      if (options.svgPath.empty()) throw UsageError("--svg needs a file name");
+    } else {
+      throw UsageError("unknown option '" + std::string(argv[i]) + "'");
+    }
+  }
+  return options;
+}
+
+std::string usageText() {
+  return "Usage: tessel-fft-bench [options]\n"
+         "\n"
+         "Runs every transform family of tessel_fft beside the plain FFTW code that does the same job\n"
+         "(one plan on the caller's arrays, plus the mirror or scaling loop the result needs), prints one\n"
+         "table of median times, ratios and errors, and exits non-zero if any result differs from plain\n"
+         "FFTW by more than the tolerance. Progress goes to stderr, the table to stdout.\n"
+         "\n"
+         "Options:\n"
+         "  --quick          small sizes and FFTW_ESTIMATE planning: a smoke test of a few seconds\n"
+         "  --threads N      thread budget of both sides (default: the hardware's thread count)\n"
+         "  --case NAME      run only these cases (repeatable, or comma-separated); see --list\n"
+         "  --list           list the cases and exit\n"
+         "  --runs N         timed runs per side and case (default: chosen from the case's duration)\n"
+         "  --json FILE      also write the results as JSON\n"
+         "  --svg FILE       also write a bar chart of the ratios as SVG\n"
+         "  -h, --help       show this text and exit\n"
+         "\n"
+         "Exit status: 0 all cases within tolerance, 1 a case failed, 2 bad command line.\n";
+}
+
+}  // namespace tessel_bench

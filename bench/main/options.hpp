@@ -1,0 +1,32 @@
+// The command line of tessel-fft-bench.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace tessel_bench {
+
+struct Options {
+  bool help = false;
+  bool list = false;
+  bool quick = false;
+  int threads = 0;                 // 0: the hardware's thread count
+  int runs = 0;                    // 0: chosen per case from its duration
+  std::vector<std::string> cases;  // empty: all
+  std::string jsonPath;
+  std::string svgPath;
+};
+
+// A command line that can't be followed; main prints what() and exits with 2.
+struct UsageError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// Throws UsageError for unknown options, missing or malformed values. Case names are checked by the
+// caller, which knows them.
+Options parseOptions(int argc, const char* const* argv);
+
+std::string usageText();
+
+}  // namespace tessel_bench

@@ -1,0 +1,193 @@
+// The "plain FFTW" side of the benchmark and the memory both sides work on: FFTW's own entry points per
+// precision, owning wrappers for plans and fftw_malloc'd arrays, and the host-style plan cache through
+// which the library's side keeps its plans.
+#pragma once
+
+#include <fftw3.h>
+
+#include <array>
+#include <complex>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+#include "tessel_fft/fftw_api.hpp"
+#include "tessel_fft/plan_cache.hpp"
+
+namespace tessel_bench {
+
+// FFTW's planner and executor for precision T, as a user of FFTW calls them directly.
+template <typename T>
+struct PlainFftw;
+
+template <>
+struct PlainFftw<double> {
+  using Plan = fftw_plan;
+  using Complex = fftw_complex;
+  static void planWithThreads(int threads) { fftw_plan_with_nthreads(threads); }
+  static Plan dft(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, Complex* in,
+                  Complex* out, int sign, unsigned flags) {
+    return fftw_plan_guru64_dft(rank, dims, loopRank, loops, in, out, sign, flags);
+  }
+  static Plan r2r(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, double* in,
+                  double* out, const fftw_r2r_kind* kinds, unsigned flags) {
+    return fftw_plan_guru64_r2r(rank, dims, loopRank, loops, in, out, kinds, flags);
+  }
+  static Plan manyDft(int rank, const int* n, int howmany, Complex* in, const int* inembed, int istride,
+                      int idist, Complex* out, const int* onembed, int ostride, int odist, int sign,
+                      unsigned flags) {
+    return fftw_plan_many_dft(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist,
+                              sign, flags);
+  }
+  static Plan manyR2c(int rank, const int* n, int howmany, double* in, const int* inembed, int istride,
+                      int idist, Complex* out, const int* onembed, int ostride, int odist, unsigned flags) {
+    return fftw_plan_many_dft_r2c(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist,
+                                  flags);
+  }
+  static Plan manyC2r(int rank, const int* n, int howmany, Complex* in, const int* inembed, int istride,
+                      int idist, double* out, const int* onembed, int ostride, int odist, unsigned flags) {
+    return fftw_plan_many_dft_c2r(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist,
+                                  flags);
+  }
+  static void execute(Plan plan) { fftw_execute(plan); }
+  static void destroy(Plan plan) { fftw_destroy_plan(plan); }
+};
+
+template <>
+struct PlainFftw<float> {
+  using Plan = fftwf_plan;
+  using Complex = fftwf_complex;
+  static void planWithThreads(int threads) { fftwf_plan_with_nthreads(threads); }
+  static Plan dft(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, Complex* in,
+                  Complex* out, int sign, unsigned flags) {
+    return fftwf_plan_guru64_dft(rank, dims, loopRank, loops, in, out, sign, flags);
+  }
+  static Plan r2r(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, float* in,
+                  float* out, const fftw_r2r_kind* kinds, unsigned flags) {
+    return fftwf_plan_guru64_r2r(rank, dims, loopRank, loops, in, out, kinds, flags);
+  }
+  static Plan manyDft(int rank, const int* n, int howmany, Complex* in, const int* inembed, int istride,
+                      int idist, Complex* out, const int* onembed, int ostride, int odist, int sign,
+                      unsigned flags) {
+    return fftwf_plan_many_dft(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist,
+                               sign, flags);
+  }
+  static Plan manyR2c(int rank, const int* n, int howmany, float* in, const int* inembed, int istride,
+                      int idist, Complex* out, const int* onembed, int ostride, int odist, unsigned flags) {
+    return fftwf_plan_many_dft_r2c(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride,
+                                   odist, flags);
+  }
+  static Plan manyC2r(int rank, const int* n, int howmany, Complex* in, const int* inembed, int istride,
+                      int idist, float* out, const int* onembed, int ostride, int odist, unsigned flags) {
+    return fftwf_plan_many_dft_c2r(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride,
+                                   odist, flags);
+  }
+  static void execute(Plan plan) { fftwf_execute(plan); }
+  static void destroy(Plan plan) { fftwf_destroy_plan(plan); }
+};
+
+// One FFTW plan of the plain side, destroyed with its owner. Never null.
+template <typename T>
+class PlainPlan {
+ public:
+  using Plan = typename PlainFftw<T>::Plan;
+
+  PlainPlan() = default;
+  // Takes `plan`; a null plan (FFTW refused the problem) throws std::runtime_error.
+  explicit PlainPlan(Plan plan) : plan_(plan) {
+    if (plan_ == nullptr) throw std::runtime_error("plain FFTW returned no plan");
+  }
+  PlainPlan(PlainPlan&& other) noexcept : plan_(std::exchange(other.plan_, nullptr)) {}
+  PlainPlan& operator=(PlainPlan&& other) noexcept {
+    std::swap(plan_, other.plan_);
+    return *this;
+  }
+  PlainPlan(const PlainPlan&) = delete;
+  PlainPlan& operator=(const PlainPlan&) = delete;
+  ~PlainPlan() {
+    if (plan_ != nullptr) PlainFftw<T>::destroy(plan_);
+  }
+
+  void execute() const { PlainFftw<T>::execute(plan_); }
+
+ private:
+  Plan plan_ = nullptr;
+};
+
+// Plans as a user of FFTW makes them: FFTW's planner thread count set to `threads` first, since the
+// library's own planning changes that process-wide setting. Single-threaded callers only.
+template <typename T, typename MakePlan>
+PlainPlan<T> makePlainPlan(int threads, MakePlan&& makePlan) {
+  PlainFftw<T>::planWithThreads(threads);
+  return PlainPlan<T>(makePlan());
+}
+
+// `count` elements of E in fftw_malloc'd memory (FFTW's SIMD alignment), zero-initialised so that every
+// page is touched before any timing. Move-only.
+template <typename E>
+class AlignedArray {
+ public:
+  explicit AlignedArray(std::size_t count)
+      : data_(static_cast<E*>(fftw_malloc(count * sizeof(E) + (count == 0 ? 1 : 0)))), size_(count) {
+    if (data_ == nullptr) throw std::bad_alloc();
+    for (std::size_t i = 0; i < count; ++i) new (data_ + i) E();
+  }
+  AlignedArray(const AlignedArray&) = delete;
+  AlignedArray& operator=(const AlignedArray&) = delete;
+  ~AlignedArray() { fftw_free(data_); }
+
+  E* data() { return data_; }
+  const E* data() const { return data_; }
+  std::size_t size() const { return size_; }
+  E& operator[](std::size_t i) { return data_[i]; }
+
+ private:
+  E* data_;
+  std::size_t size_;
+};
+
+// std::complex<T> and FFTW's T[2] share their layout; FFTW's interfaces want the latter.
+inline fftw_complex* asFftw(std::complex<double>* data) { return reinterpret_cast<fftw_complex*>(data); }
+inline fftwf_complex* asFftw(std::complex<float>* data) { return reinterpret_cast<fftwf_complex*>(data); }
+inline double* asFftw(double* data) { return data; }
+inline float* asFftw(float* data) { return data; }
+
+// The cache a host keeps for the library: every plan it is offered stays, keyed by all four words of the
+// key, until the cache is destroyed, when the plans go back through the library's facade. Interface is
+// fftwPlanCacheInterface<T, Kind, fftwPlanKey> or dcstPlanCacheInterface<T, Kind>. Used from one thread.
+template <typename Interface>
+class HostPlanCache final : public Interface {
+ public:
+  using Plan = typename Interface::Plan;
+
+  HostPlanCache() = default;
+  HostPlanCache(const HostPlanCache&) = delete;
+  HostPlanCache& operator=(const HostPlanCache&) = delete;
+  ~HostPlanCache() override {
+    for (auto& entry : plans_) tessel_fft::fftwApi::getInstance().destroyPlan(entry.second);
+  }
+
+  // Refuses a second plan for a key it already holds, so that plan stays with the caller.
+  bool insertPlan(const tessel_fft::fftwPlanKey& key, Plan& plan) override {
+    return plans_.emplace(words(key), plan).second;
+  }
+  Plan lookupPlan(const tessel_fft::fftwPlanKey& key) override {
+    const auto found = plans_.find(words(key));
+    return found == plans_.end() ? nullptr : found->second;
+  }
+  std::size_t size() const { return plans_.size(); }
+
+ private:
+  using Words = std::array<std::uint64_t, 4>;
+  static Words words(const tessel_fft::fftwPlanKey& key) {
+    return {key.size0, key.rank, key.size1, key.flags};
+  }
+
+  std::map<Words, Plan> plans_;
+};
+
+}  // namespace tessel_bench

@@ -1,0 +1,102 @@
+// What a benchmark case is: a named problem that, once built, runs one library entry and the plain FFTW
+// code a user would write instead, on the same input, each into its own output.
+#pragma once
+
+#include <fftw3.h>
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <random>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace tessel_bench {
+
+// How the whole suite runs. Both sides plan with `plainFlags` (the library through its context), so a
+// quick run, which plans by estimate, compares like with like as well.
+struct SuiteConfig {
+  bool quick = false;
+  int threads = 1;
+  unsigned planFlags = FFTW_MEASURE;
+};
+
+// One case made ready: arrays allocated and filled, the plain plan made. runOurs and runPlain write
+// disjoint outputs and leave the shared input as it was, so they may alternate in any order; the first
+// call of runOurs plans (into the case's host-style cache). relativeError compares the current outputs.
+struct Workload {
+  std::string shape;   // extents, e.g. "100 x 4096 x 20"
+  int threads = 1;     // the thread budget both sides run with
+  double points = 1;   // transform points, the n of the tolerance (product of extents for N-D)
+  double epsilon = 0;  // machine epsilon of the precision
+  std::function<void()> runOurs;
+  std::function<void()> runPlain;
+  std::function<double()> relativeError;  // ||ours - plain||_2 / ||plain||_2
+};
+
+struct CaseSpec {
+  std::string name;         // what --case selects
+  std::string entry;        // the library entry under test
+  std::string description;  // one line for --list
+  std::function<Workload(const SuiteConfig&)> build;
+};
+
+// The default suite, in the order of the table.
+std::vector<CaseSpec> fftCases();
+std::vector<CaseSpec> dcstCases();
+std::vector<CaseSpec> interleavedCases();
+std::vector<CaseSpec> allCases();
+
+// The self-check: relative L2 error against plain FFTW below kToleranceConstant * epsilon * log2(points)
+// (log2 taken as at least 1). Two FFTW plans for one problem differ by rounding that grows like log n.
+inline constexpr double kToleranceConstant = 8.0;
+inline double tolerance(double epsilon, double points) {
+  return kToleranceConstant * epsilon * std::max(1.0, std::log2(points));
+}
+
+// Uniform values in [-1, 1) from a fixed seed, so every run transforms the same data.
+template <typename E>
+void fillRandom(E* data, std::size_t count, std::uint64_t seed) {
+  std::mt19937_64 engine(seed);
+  std::uniform_real_distribution<double> uniform(-1.0, 1.0);
+  for (std::size_t i = 0; i < count; ++i) {
+    if constexpr (std::is_floating_point_v<E>) {
+      data[i] = static_cast<E>(uniform(engine));
+    } else {
+      using T = typename E::value_type;
+      const T re = static_cast<T>(uniform(engine));
+      const T im = static_cast<T>(uniform(engine));
+      data[i] = E(re, im);
+    }
+  }
+}
+
+// ||a - b|| / ||b|| over `count` elements; complex elements count both parts. NaN if either holds one.
+template <typename E>
+double relativeL2(const E* a, const E* b, std::size_t count) {
+  double difference = 0;
+  double reference = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    difference += std::norm(std::complex<double>(a[i]) - std::complex<double>(b[i]));
+    reference += std::norm(std::complex<double>(b[i]));
+  }
+  if (reference == 0) return difference == 0 ? 0.0 : std::numeric_limits<double>::infinity();
+  return std::sqrt(difference / reference);
+}
+
+inline fftw_iodim64 iodim(std::uint64_t n, std::uint64_t inStride, std::uint64_t outStride) {
+  return fftw_iodim64{static_cast<std::ptrdiff_t>(n), static_cast<std::ptrdiff_t>(inStride),
+                      static_cast<std::ptrdiff_t>(outStride)};
+}
+
+template <typename T>
+const char* precisionName() {
+  return std::is_same_v<T, double> ? "double" : "float";
+}
+
+}  // namespace tessel_bench

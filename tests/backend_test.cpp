@@ -67,7 +67,8 @@ TEST(BackendScratch, UsablePointerHasResidueAndLiesAboveRaw) {
 
 TEST(BackendScratch, OverflowingSizesFailWithoutAllocating) {
   const long callsBefore = tessel_test::scratchAllocationCalls();
-  for (std::uint64_t size : {std::numeric_limits<std::uint64_t>::max() - 15, std::numeric_limits<std::uint64_t>::max()}) {
+  for (std::uint64_t size :
+       {std::numeric_limits<std::uint64_t>::max() - 15, std::numeric_limits<std::uint64_t>::max()}) {
     EXPECT_EQ(errorText([&] { tessel_fft::AlignedScratch scratch(size, 0); }), "FFTW:nomem");
     EXPECT_EQ(tessel_fft::alignedScratchAlloc(size), nullptr);
   }
@@ -103,7 +104,8 @@ TEST(BackendApi, MallocReportsFailureButNotForZero) {
 TEST(BackendApi, ConcurrentFirstUseYieldsOneInstance) {
   std::vector<const fftwApi*> seen(8);
   std::vector<std::thread> threads;
-  for (std::size_t i = 0; i < seen.size(); ++i) threads.emplace_back([&, i] { seen[i] = &fftwApi::getInstance(); });
+  for (std::size_t i = 0; i < seen.size(); ++i)
+    threads.emplace_back([&, i] { seen[i] = &fftwApi::getInstance(); });
   for (auto& thread : threads) thread.join();
   for (const fftwApi* instance : seen) EXPECT_EQ(instance, &fftwApi::getInstance());
   EXPECT_NE(std::string(fftwApi::getVersion()).find("fftw"), std::string::npos);
@@ -133,8 +135,8 @@ TEST(BackendApi, AssertionFailureBecomesExceptionAndReleasesTheLock) {
     });
     if (text != "FFTWAssertionFailure") _exit(2);
     // The lock must be free again: a further plan succeeds.
-    tessel_fft::interleavedFFT1D<double, tessel_fft::c2c>(context, nullptr, complexBuffer, complexBuffer, 16, 1,
-                                                          FFTW_FORWARD, false);
+    tessel_fft::interleavedFFT1D<double, tessel_fft::c2c>(context, nullptr, complexBuffer, complexBuffer, 16,
+                                                          1, FFTW_FORWARD, false);
     _exit(0);
   }
   int status = 0;

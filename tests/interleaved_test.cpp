@@ -73,13 +73,15 @@ void checkAgainstReference(const Shape& shape, bool inPlace, int sign, fftwConte
     std::memcpy(input.complex(), data.data(), total * sizeof(data[0]));
     const auto expected = reference(toLong(input.complex(), total), sign);
     transform(input.complex(), output.complex());
-    EXPECT_LT(tessel_test::relativeError(toLong(output.complex(), total), expected), tessel_test::tolerance<T>(total));
+    EXPECT_LT(tessel_test::relativeError(toLong(output.complex(), total), expected),
+              tessel_test::tolerance<T>(total));
   } else if constexpr (Kind == r2c) {
     const auto data = tessel_test::randomReals<T>(total, 12);
     std::copy(data.begin(), data.end(), input.reals());
     const auto expected = reference(std::vector<LongComplex>(data.begin(), data.end()), FFTW_FORWARD);
     transform(input.reals(), output.complex());
-    EXPECT_LT(tessel_test::relativeError(toLong(output.complex(), total), expected), tessel_test::tolerance<T>(total));
+    EXPECT_LT(tessel_test::relativeError(toLong(output.complex(), total), expected),
+              tessel_test::tolerance<T>(total));
   } else {
     const auto data = tessel_test::randomReals<T>(total, 13);
     const auto spectrum = reference(std::vector<LongComplex>(data.begin(), data.end()), FFTW_FORWARD);
@@ -89,7 +91,8 @@ void checkAgainstReference(const Shape& shape, bool inPlace, int sign, fftwConte
         input.complex()[row * half + k][1] = static_cast<T>(spectrum[row * n0 + k].imag());
       }
     transform(input.complex(), output.reals());
-    std::vector<long double> expected(data.begin(), data.end()), actual(output.reals(), output.reals() + total);
+    std::vector<long double> expected(data.begin(), data.end()),
+        actual(output.reals(), output.reals() + total);
     const std::uint64_t size = shape.twoDimensional ? total : n0;
     for (auto& value : expected) value *= static_cast<long double>(size);
     EXPECT_LT(tessel_test::relativeError(actual, expected), tessel_test::tolerance<T>(total));
@@ -125,8 +128,8 @@ TYPED_TEST(InterleavedAccuracy, OneDimensionalBatches) {
 
 TYPED_TEST(InterleavedAccuracy, TwoDimensionalArrays) {
   using T = TypeParam;
-  const std::pair<std::uint64_t, std::uint64_t> extents[] = {{1, 1}, {4, 3}, {5, 1}, {1, 6}, {2, 2},  {7, 5},
-                                                             {8, 8}, {16, 9}, {17, 4}, {30, 12}, {64, 33}};
+  const std::pair<std::uint64_t, std::uint64_t> extents[] = {
+      {1, 1}, {4, 3}, {5, 1}, {1, 6}, {2, 2}, {7, 5}, {8, 8}, {16, 9}, {17, 4}, {30, 12}, {64, 33}};
   for (const auto& [n0, n1] : extents) {
     SCOPED_TRACE(::testing::Message() << "n0 " << n0 << " n1 " << n1);
     const Shape shape{n0, n1, true};

@@ -15,9 +15,9 @@ namespace {
 
 using tessel_fft::c2c;
 using tessel_fft::c2r;
+using tessel_fft::FFTPlanner;
 using tessel_fft::fftwApi;
 using tessel_fft::fftwContext;
-using tessel_fft::FFTPlanner;
 using tessel_fft::r2c;
 
 // A 16-byte aligned arena from which pointers with chosen residues are cut.
@@ -58,8 +58,8 @@ TEST(PlanKey, FlagsPackResiduesSignStyleInPlaceAndThreads) {
                               FFTW_FORWARD);
   EXPECT_EQ(cache.insertedKeys.back().flags, 0x01000000u);
   fftwPlan<double> plan2D = nullptr;
-  FFTPlanner<double, c2c>(&context, &cache).getPlan2D(16, 4, arena.at<ComplexD>(0), arena.at<ComplexD>(0),
-                                                      FFTW_FORWARD, plan2D);
+  FFTPlanner<double, c2c>(&context, &cache)
+      .getPlan2D(16, 4, arena.at<ComplexD>(0), arena.at<ComplexD>(0), FFTW_FORWARD, plan2D);
   EXPECT_EQ(cache.insertedKeys.back().rank, 2u);
   EXPECT_EQ(cache.insertedKeys.back().size0, 16u);
   EXPECT_EQ(cache.insertedKeys.back().size1, 4u);
@@ -123,9 +123,9 @@ TEST(PlanAttempts, MeasuringLeavesTheInputAndUsesTheOutput) {
   std::vector<double> output(n * howmany, 3.0);
   fftwPlan<double> plan = nullptr;
   const fftwContext measuring(1, FFTW_MEASURE, fftwContext::EMBED_COMPACT, false);
-  const bool owns = FFTPlanner<double, c2r>(&measuring, nullptr)
-                        .getPlan(n, howmany, reinterpret_cast<ComplexD*>(input.data()), output.data(),
-                                 FFTW_BACKWARD, plan);
+  const bool owns =
+      FFTPlanner<double, c2r>(&measuring, nullptr)
+          .getPlan(n, howmany, reinterpret_cast<ComplexD*>(input.data()), output.data(), FFTW_BACKWARD, plan);
   ASSERT_TRUE(owns);
   fftwApi::getInstance().destroyPlan(plan);
   EXPECT_EQ(input, original);
@@ -141,8 +141,9 @@ TEST(PlanAttempts, FailedScratchReportsAndLeavesNoPlan) {
   {
     tessel_test::FailAllocations failing(0, 1);
     const FFTPlanner<double, c2c> planner(&measuring, &cache);
-    EXPECT_THROW(planner.getPlan(1234, 3, arena.at<ComplexD>(0), arena.at<ComplexD>(1 << 15), FFTW_FORWARD, plan),
-                 std::runtime_error);
+    EXPECT_THROW(
+        planner.getPlan(1234, 3, arena.at<ComplexD>(0), arena.at<ComplexD>(1 << 15), FFTW_FORWARD, plan),
+        std::runtime_error);
   }
   EXPECT_EQ(plan, nullptr);
   EXPECT_EQ(cache.inserts, 0);

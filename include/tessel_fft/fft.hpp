@@ -26,8 +26,7 @@ TESSEL_FFT_API void quillFFT1D(fftwContext context, fftwPlanCacheInterface<T, Ki
 // aligned and every vector keeps that alignment; otherwise it is a call of quillFFT1D. The previous
 // contents of `out` may be used as planner scratch.
 template <typename T, int Kind>
-TESSEL_FFT_API void quillFFT1DNoCopy(fftwContext context,
-                                     fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
+TESSEL_FFT_API void quillFFT1DNoCopy(fftwContext context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
                                      const typename fftElements<T, Kind>::In* in,
                                      typename fftElements<T, Kind>::Out* out, std::uint64_t stride,
                                      std::uint64_t fftLength, std::uint64_t inputLength,

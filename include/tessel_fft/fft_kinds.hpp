@@ -1,8 +1,8 @@
 #pragma once
 
-#include <complex>
-
 #include <fftw3.h>
+
+#include <complex>
 
 namespace tessel_fft {
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <atomic>
-#include <cstdint>
-
 #include <fftw3.h>
 #include <tbb/spin_mutex.h>
+
+#include <atomic>
+#include <cstdint>
 
 #include "tessel_fft/export.hpp"
 
@@ -64,14 +64,12 @@ class fftwApi {
   TESSEL_FFT_API fftw_plan planMany(int rank, const int* n, int howmany, double* in, const int* inembed,
                                     int istride, int idist, fftw_complex* out, const int* onembed,
                                     int ostride, int odist, int sign, unsigned flags) const;
-  TESSEL_FFT_API fftw_plan planMany(int rank, const int* n, int howmany, fftw_complex* in,
-                                    const int* inembed, int istride, int idist, fftw_complex* out,
-                                    const int* onembed, int ostride, int odist, int sign,
-                                    unsigned flags) const;
-  TESSEL_FFT_API fftw_plan planMany(int rank, const int* n, int howmany, fftw_complex* in,
-                                    const int* inembed, int istride, int idist, double* out,
-                                    const int* onembed, int ostride, int odist, int sign,
-                                    unsigned flags) const;
+  TESSEL_FFT_API fftw_plan planMany(int rank, const int* n, int howmany, fftw_complex* in, const int* inembed,
+                                    int istride, int idist, fftw_complex* out, const int* onembed,
+                                    int ostride, int odist, int sign, unsigned flags) const;
+  TESSEL_FFT_API fftw_plan planMany(int rank, const int* n, int howmany, fftw_complex* in, const int* inembed,
+                                    int istride, int idist, double* out, const int* onembed, int ostride,
+                                    int odist, int sign, unsigned flags) const;
   TESSEL_FFT_API fftwf_plan planMany(int rank, const int* n, int howmany, float* in, const int* inembed,
                                      int istride, int idist, float* out, const int* onembed, int ostride,
                                      int odist, int sign, const fftw_r2r_kind* kind, unsigned flags) const;

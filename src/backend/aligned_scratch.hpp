@@ -29,32 +29,4 @@ class AlignedScratch {
 void* alignedScratchAlloc(std::uint64_t size);
 void alignedScratchFree(void* block);
 
-// Owns one block from alignedScratchAlloc; move-only.
-class ScratchBlock {
- public:
-  ScratchBlock() = default;
-  explicit ScratchBlock(void* block) : block_(block) {}
-  ~ScratchBlock() { alignedScratchFree(block_); }
-  ScratchBlock(ScratchBlock&& other) noexcept : block_(other.release()) {}
-  ScratchBlock& operator=(ScratchBlock&& other) noexcept {
-    if (this != &other) {
-      alignedScratchFree(block_);
-      block_ = other.release();
-    }
-    return *this;
-  }
-  ScratchBlock(const ScratchBlock&) = delete;
-  ScratchBlock& operator=(const ScratchBlock&) = delete;
-
-  void* get() const { return block_; }
-  void* release() {
-    void* block = block_;
-    block_ = nullptr;
-    return block;
-  }
-
- private:
-  void* block_ = nullptr;
-};
-
 }  // namespace tessel_fft

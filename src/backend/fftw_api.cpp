@@ -78,7 +78,8 @@ void fftwApi::planWithThreads<float>(int numThreads) const {
 
 fftw_plan fftwApi::plan(int rank, const fftw_iodim64* dims, int howmanyRank, const fftw_iodim64* howmanyDims,
                         double* in, double* out, const fftw_r2r_kind* kind, unsigned flags) const {
-  return underLock([&] { return fftw_plan_guru64_r2r(rank, dims, howmanyRank, howmanyDims, in, out, kind, flags); });
+  return underLock(
+      [&] { return fftw_plan_guru64_r2r(rank, dims, howmanyRank, howmanyDims, in, out, kind, flags); });
 }
 
 fftw_plan fftwApi::plan(int rank, const fftw_iodim64* dims, int howmanyRank, const fftw_iodim64* howmanyDims,
@@ -129,8 +130,8 @@ fftw_plan fftwApi::planMany(int rank, const int* n, int howmany, double* in, con
                             int idist, double* out, const int* onembed, int ostride, int odist, int,
                             const fftw_r2r_kind* kind, unsigned flags) const {
   return underLock([&] {
-    return fftw_plan_many_r2r(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist, kind,
-                              flags);
+    return fftw_plan_many_r2r(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist,
+                              kind, flags);
   });
 }
 
@@ -147,8 +148,8 @@ fftw_plan fftwApi::planMany(int rank, const int* n, int howmany, fftw_complex* i
                             int istride, int idist, fftw_complex* out, const int* onembed, int ostride,
                             int odist, int sign, unsigned flags) const {
   return underLock([&] {
-    return fftw_plan_many_dft(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist, sign,
-                              flags);
+    return fftw_plan_many_dft(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist,
+                              sign, flags);
   });
 }
 
@@ -165,8 +166,8 @@ fftwf_plan fftwApi::planMany(int rank, const int* n, int howmany, float* in, con
                              int idist, float* out, const int* onembed, int ostride, int odist, int,
                              const fftw_r2r_kind* kind, unsigned flags) const {
   return underLock([&] {
-    return fftwf_plan_many_r2r(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist, kind,
-                               flags);
+    return fftwf_plan_many_r2r(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist,
+                               kind, flags);
   });
 }
 
@@ -174,8 +175,8 @@ fftwf_plan fftwApi::planMany(int rank, const int* n, int howmany, float* in, con
                              int idist, fftwf_complex* out, const int* onembed, int ostride, int odist, int,
                              unsigned flags) const {
   return underLock([&] {
-    return fftwf_plan_many_dft_r2c(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist,
-                                   flags);
+    return fftwf_plan_many_dft_r2c(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride,
+                                   odist, flags);
   });
 }
 
@@ -183,8 +184,8 @@ fftwf_plan fftwApi::planMany(int rank, const int* n, int howmany, fftwf_complex*
                              int istride, int idist, fftwf_complex* out, const int* onembed, int ostride,
                              int odist, int sign, unsigned flags) const {
   return underLock([&] {
-    return fftwf_plan_many_dft(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist, sign,
-                               flags);
+    return fftwf_plan_many_dft(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist,
+                               sign, flags);
   });
 }
 
@@ -192,19 +193,23 @@ fftwf_plan fftwApi::planMany(int rank, const int* n, int howmany, fftwf_complex*
                              int istride, int idist, float* out, const int* onembed, int ostride, int odist,
                              int, unsigned flags) const {
   return underLock([&] {
-    return fftwf_plan_many_dft_c2r(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist,
-                                   flags);
+    return fftwf_plan_many_dft_c2r(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride,
+                                   odist, flags);
   });
 }
 
 // New-array execute: a straight forward to FFTW.
 
 void fftwApi::execute(fftw_plan plan, double* in, double* out) const { fftw_execute_r2r(plan, in, out); }
-void fftwApi::execute(fftw_plan plan, double* in, fftw_complex* out) const { fftw_execute_dft_r2c(plan, in, out); }
+void fftwApi::execute(fftw_plan plan, double* in, fftw_complex* out) const {
+  fftw_execute_dft_r2c(plan, in, out);
+}
 void fftwApi::execute(fftw_plan plan, fftw_complex* in, fftw_complex* out) const {
   fftw_execute_dft(plan, in, out);
 }
-void fftwApi::execute(fftw_plan plan, fftw_complex* in, double* out) const { fftw_execute_dft_c2r(plan, in, out); }
+void fftwApi::execute(fftw_plan plan, fftw_complex* in, double* out) const {
+  fftw_execute_dft_c2r(plan, in, out);
+}
 void fftwApi::execute(fftwf_plan plan, float* in, float* out) const { fftwf_execute_r2r(plan, in, out); }
 void fftwApi::execute(fftwf_plan plan, float* in, fftwf_complex* out) const {
   fftwf_execute_dft_r2c(plan, in, out);

@@ -30,7 +30,9 @@ fftwContext& fftwContext::operator=(const fftwContext& other) {
   return *this;
 }
 
-fftwContext& fftwContext::operator=(fftwContext&& other) { return *this = static_cast<const fftwContext&>(other); }
+fftwContext& fftwContext::operator=(fftwContext&& other) {
+  return *this = static_cast<const fftwContext&>(other);
+}
 
 std::uint64_t fftwContext::getNumThreads() const { return numThreads_; }
 std::uint64_t fftwContext::getChunkSize() const { return chunkSize_; }

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <complex>
-
 #include <fftw3.h>
+
+#include <complex>
 
 #include "tessel_fft/fft_kinds.hpp"
 
@@ -29,7 +29,8 @@ T* asFftw(T* p) {
   return p;
 }
 template <typename T>
-T (*asFftw(T (*p)[2]))[2] {
+T (*asFftw(T (*p)[2]))
+[2] {
   return p;
 }
 template <typename T>

@@ -20,7 +20,12 @@ class BatchPlans {
 
   BatchPlans(fftwContext* context, Cache* cache, std::uint64_t fftLength, std::uint64_t stride,
              std::uint64_t numVectors, int sign)
-      : context(context), cache(cache), fftLength(fftLength), stride(stride), numVectors(numVectors), sign(sign) {}
+      : context(context),
+        cache(cache),
+        fftLength(fftLength),
+        stride(stride),
+        numVectors(numVectors),
+        sign(sign) {}
   ~BatchPlans() { releasePlans(); }
   BatchPlans(const BatchPlans&) = delete;
   BatchPlans& operator=(const BatchPlans&) = delete;
@@ -33,7 +38,8 @@ class BatchPlans {
     const std::uint64_t chunk = context->getChunkSize();
     const std::uint64_t count = stretchLength();
     const Planner planner(context, cache);
-    if (count % chunk != 0) ownsSinglePlan = planner.getPlan(fftLength, 1, asIn(pair.input), asOut(pair.output), sign, singlePlan);
+    if (count % chunk != 0)
+      ownsSinglePlan = planner.getPlan(fftLength, 1, asIn(pair.input), asOut(pair.output), sign, singlePlan);
     if (count < chunk) return;
     ownsChunkPlan = planner.getPlan(fftLength, chunk, asIn(pair.input), asOut(pair.output), sign, chunkPlan);
   }
@@ -50,7 +56,8 @@ class BatchPlans {
     try {
       const Planner planner(context, cache);
       ownsSinglePlan = planner.getPlan(fftLength, 1, asIn(pair.input), asOut(output), sign, singlePlan);
-      if (!few) ownsChunkPlan = planner.getPlan(fftLength, chunk, asIn(pair.input), asOut(output), sign, chunkPlan);
+      if (!few)
+        ownsChunkPlan = planner.getPlan(fftLength, chunk, asIn(pair.input), asOut(output), sign, chunkPlan);
     } catch (...) {
       manager.releaseBuffers(pair.input, output);
       throw;

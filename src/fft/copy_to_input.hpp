@@ -31,8 +31,8 @@ void copyToInputBuffer(const E* source, std::size_t stride, std::size_t inputLen
   if (count == 1) {
     buffering::strided::copy(destination, source, sourceStride, usedLength);
   } else {
-    buffering::strided::transpose(destination, static_cast<std::ptrdiff_t>(logicalLength), source, sourceStride,
-                                  usedLength, count);
+    buffering::strided::transpose(destination, static_cast<std::ptrdiff_t>(logicalLength), source,
+                                  sourceStride, usedLength, count);
   }
   zeroPadVectors(destination, logicalLength, usedLength, count);
 }

@@ -28,7 +28,8 @@ void completeHermitian2D(std::complex<T>* data, std::uint64_t n0, std::uint64_t 
   if (h >= n0) return;
   for (std::uint64_t row = 0; row < n1; ++row) {
     const std::uint64_t mirrorRow = row == 0 ? 0 : n1 - row;
-    buffering::contiguous::serial_conjugate_copy(data + row * n0 + h, data + mirrorRow * n0 + (n0 - h), n0 - h);
+    buffering::contiguous::serial_conjugate_copy(data + row * n0 + h, data + mirrorRow * n0 + (n0 - h),
+                                                 n0 - h);
   }
 }
 

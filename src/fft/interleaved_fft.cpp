@@ -13,8 +13,9 @@ namespace {
 // Get a plan by `acquire`, run it on the caller's buffers, complete an r2c spectrum, drop the plan if it
 // is ours. The completion belongs to execution, so planOnly skips it too.
 template <typename T, int Kind, typename Acquire, typename Complete>
-void runInterleaved(typename interleavedElements<T, Kind>::In* in, typename interleavedElements<T, Kind>::Out* out,
-                    bool planOnly, Acquire acquire, Complete complete) {
+void runInterleaved(typename interleavedElements<T, Kind>::In* in,
+                    typename interleavedElements<T, Kind>::Out* out, bool planOnly, Acquire acquire,
+                    Complete complete) {
   fftwPlan<T> plan = nullptr;
   const bool ownsPlan = acquire(plan);
   const fftwApi& api = fftwApi::getInstance();
@@ -57,17 +58,53 @@ void interleavedFFT2D(const fftwContext& context, fftwPlanCacheInterface<T, Kind
       [&](std::complex<T>* spectrum) { completeHermitian2D(spectrum, n0, n1); });
 }
 
-template TESSEL_FFT_API void interleavedFFT1D<float, r2c>(const fftwContext&, fftwPlanCacheInterface<float, r2c, fftwPlanKey>*, float*, float (*)[2], std::uint64_t, std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT1D<float, c2r>(const fftwContext&, fftwPlanCacheInterface<float, c2r, fftwPlanKey>*, float (*)[2], float*, std::uint64_t, std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT1D<float, c2c>(const fftwContext&, fftwPlanCacheInterface<float, c2c, fftwPlanKey>*, float (*)[2], float (*)[2], std::uint64_t, std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT1D<double, r2c>(const fftwContext&, fftwPlanCacheInterface<double, r2c, fftwPlanKey>*, double*, double (*)[2], std::uint64_t, std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT1D<double, c2r>(const fftwContext&, fftwPlanCacheInterface<double, c2r, fftwPlanKey>*, double (*)[2], double*, std::uint64_t, std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT1D<double, c2c>(const fftwContext&, fftwPlanCacheInterface<double, c2c, fftwPlanKey>*, double (*)[2], double (*)[2], std::uint64_t, std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT2D<float, r2c>(const fftwContext&, fftwPlanCacheInterface<float, r2c, fftwPlanKey>*, float*, float (*)[2], std::uint64_t, std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT2D<float, c2r>(const fftwContext&, fftwPlanCacheInterface<float, c2r, fftwPlanKey>*, float (*)[2], float*, std::uint64_t, std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT2D<float, c2c>(const fftwContext&, fftwPlanCacheInterface<float, c2c, fftwPlanKey>*, float (*)[2], float (*)[2], std::uint64_t, std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT2D<double, r2c>(const fftwContext&, fftwPlanCacheInterface<double, r2c, fftwPlanKey>*, double*, double (*)[2], std::uint64_t, std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT2D<double, c2r>(const fftwContext&, fftwPlanCacheInterface<double, c2r, fftwPlanKey>*, double (*)[2], double*, std::uint64_t, std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT2D<double, c2c>(const fftwContext&, fftwPlanCacheInterface<double, c2c, fftwPlanKey>*, double (*)[2], double (*)[2], std::uint64_t, std::uint64_t, int, bool);
+template TESSEL_FFT_API void interleavedFFT1D<float, r2c>(const fftwContext&,
+                                                          fftwPlanCacheInterface<float, r2c, fftwPlanKey>*,
+                                                          float*, float (*)[2], std::uint64_t, std::uint64_t,
+                                                          int, bool);
+template TESSEL_FFT_API void interleavedFFT1D<float, c2r>(const fftwContext&,
+                                                          fftwPlanCacheInterface<float, c2r, fftwPlanKey>*,
+                                                          float (*)[2], float*, std::uint64_t, std::uint64_t,
+                                                          int, bool);
+template TESSEL_FFT_API void interleavedFFT1D<float, c2c>(const fftwContext&,
+                                                          fftwPlanCacheInterface<float, c2c, fftwPlanKey>*,
+                                                          float (*)[2], float (*)[2], std::uint64_t,
+                                                          std::uint64_t, int, bool);
+template TESSEL_FFT_API void interleavedFFT1D<double, r2c>(const fftwContext&,
+                                                           fftwPlanCacheInterface<double, r2c, fftwPlanKey>*,
+                                                           double*, double (*)[2], std::uint64_t,
+                                                           std::uint64_t, int, bool);
+template TESSEL_FFT_API void interleavedFFT1D<double, c2r>(const fftwContext&,
+                                                           fftwPlanCacheInterface<double, c2r, fftwPlanKey>*,
+                                                           double (*)[2], double*, std::uint64_t,
+                                                           std::uint64_t, int, bool);
+template TESSEL_FFT_API void interleavedFFT1D<double, c2c>(const fftwContext&,
+                                                           fftwPlanCacheInterface<double, c2c, fftwPlanKey>*,
+                                                           double (*)[2], double (*)[2], std::uint64_t,
+                                                           std::uint64_t, int, bool);
+template TESSEL_FFT_API void interleavedFFT2D<float, r2c>(const fftwContext&,
+                                                          fftwPlanCacheInterface<float, r2c, fftwPlanKey>*,
+                                                          float*, float (*)[2], std::uint64_t, std::uint64_t,
+                                                          int, bool);
+template TESSEL_FFT_API void interleavedFFT2D<float, c2r>(const fftwContext&,
+                                                          fftwPlanCacheInterface<float, c2r, fftwPlanKey>*,
+                                                          float (*)[2], float*, std::uint64_t, std::uint64_t,
+                                                          int, bool);
+template TESSEL_FFT_API void interleavedFFT2D<float, c2c>(const fftwContext&,
+                                                          fftwPlanCacheInterface<float, c2c, fftwPlanKey>*,
+                                                          float (*)[2], float (*)[2], std::uint64_t,
+                                                          std::uint64_t, int, bool);
+template TESSEL_FFT_API void interleavedFFT2D<double, r2c>(const fftwContext&,
+                                                           fftwPlanCacheInterface<double, r2c, fftwPlanKey>*,
+                                                           double*, double (*)[2], std::uint64_t,
+                                                           std::uint64_t, int, bool);
+template TESSEL_FFT_API void interleavedFFT2D<double, c2r>(const fftwContext&,
+                                                           fftwPlanCacheInterface<double, c2r, fftwPlanKey>*,
+                                                           double (*)[2], double*, std::uint64_t,
+                                                           std::uint64_t, int, bool);
+template TESSEL_FFT_API void interleavedFFT2D<double, c2c>(const fftwContext&,
+                                                           fftwPlanCacheInterface<double, c2c, fftwPlanKey>*,
+                                                           double (*)[2], double (*)[2], std::uint64_t,
+                                                           std::uint64_t, int, bool);
 
 }  // namespace tessel_fft

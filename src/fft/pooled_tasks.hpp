@@ -20,7 +20,8 @@ inline std::size_t batchGrain(std::size_t stride, std::size_t numVectors, std::s
 // Runs loop(inBuf, outBuf, begin, end) on a pair taken from `manager` and gives the pair back, also
 // when `loop` throws, so no pair is lost to a failed task.
 template <typename Loop>
-void runOnPooledPair(MultiBufferMgr& manager, const tbb::blocked_range<std::size_t>& range, const Loop& loop) {
+void runOnPooledPair(MultiBufferMgr& manager, const tbb::blocked_range<std::size_t>& range,
+                     const Loop& loop) {
   BufferPair pair;
   manager.acquireBuffers(pair);
   void* output = manager.outputBuffer(pair);

@@ -41,8 +41,8 @@ bool FFTPlanner<T, Kind>::getPlan(std::uint64_t n, std::uint64_t howmany, In* in
   const auto planOn = [&](In* input, unsigned flags) {
     return fftwApi::getInstance().plan(1, &dims, 1, &howmanyDims, input, out, sign, flags);
   };
-  return acquirePlan<T>(*context_, cache_, key, n, geometry.inputDistance * howmany * geometry.inputElementBytes,
-                        in, out, planOn, plan);
+  return acquirePlan<T>(*context_, cache_, key, n,
+                        geometry.inputDistance * howmany * geometry.inputElementBytes, in, out, planOn, plan);
 }
 
 template <typename T, int Kind>
@@ -56,11 +56,11 @@ bool FFTPlanner<T, Kind>::getPlan2D(std::uint64_t n0, std::uint64_t n1, In* in, 
   const int onembed[2] = {static_cast<int>(n1), static_cast<int>(geometry.outputDistance)};
   const int distance = static_cast<int>(n0 * n1);
   const auto planOn = [&](In* input, unsigned flags) {
-    return fftwApi::getInstance().planMany(2, sizes, 1, input, inembed, 1, distance, out, onembed, 1, distance,
-                                           sign, flags);
+    return fftwApi::getInstance().planMany(2, sizes, 1, input, inembed, 1, distance, out, onembed, 1,
+                                           distance, sign, flags);
   };
-  return acquirePlan<T>(*context_, cache_, key, n0, geometry.inputDistance * n1 * geometry.inputElementBytes, in,
-                        out, planOn, plan);
+  return acquirePlan<T>(*context_, cache_, key, n0, geometry.inputDistance * n1 * geometry.inputElementBytes,
+                        in, out, planOn, plan);
 }
 
 template class FFTPlanner<float, r2c>;

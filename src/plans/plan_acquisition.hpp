@@ -1,8 +1,8 @@
 #pragma once
 
-#include <cstdint>
-
 #include <fftw3.h>
+
+#include <cstdint>
 
 #include "backend/aligned_scratch.hpp"
 #include "plans/plan_key.hpp"

@@ -43,8 +43,8 @@ inline std::vector<LongComplex> naiveDFT(const std::vector<LongComplex>& x, int 
 }
 
 // Two-dimensional DFT of an n0 x n1 array with n0 contiguous.
-inline std::vector<LongComplex> naiveDFT2D(const std::vector<LongComplex>& x, std::uint64_t n0, std::uint64_t n1,
-                                          int sign) {
+inline std::vector<LongComplex> naiveDFT2D(const std::vector<LongComplex>& x, std::uint64_t n0,
+                                           std::uint64_t n1, int sign) {
   std::vector<LongComplex> result(x.size()), line;
   for (std::uint64_t row = 0; row < n1; ++row) {
     line.assign(x.begin() + row * n0, x.begin() + (row + 1) * n0);
@@ -134,7 +134,8 @@ long double relativeError(const std::vector<A>& actual, const std::vector<E>& ex
 template <typename T>
 long double tolerance(std::uint64_t n) {
   constexpr long double kSafety = 24;
-  const long double logN = std::max<long double>(1, std::log2(static_cast<long double>(std::max<std::uint64_t>(n, 2))));
+  const long double logN =
+      std::max<long double>(1, std::log2(static_cast<long double>(std::max<std::uint64_t>(n, 2))));
   return kSafety * std::numeric_limits<T>::epsilon() * logN;
 }
 

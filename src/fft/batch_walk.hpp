@@ -12,6 +12,8 @@ namespace tessel_fft {
 template <typename ChunkStep, typename TailStep>
 void walkBatchRange(std::size_t begin, std::size_t end, std::size_t stride, std::size_t chunk,
                     ChunkStep&& chunkStep, TailStep&& tailStep) {
+  // An empty range may come with a stride of 0 (an array with an empty leading extent).
+  if (begin >= end) return;
   const std::size_t firstBlock = begin / stride;
   const std::size_t firstColumn = begin % stride;
   const std::size_t lastColumns = end % stride;

@@ -1,5 +1,5 @@
-// Helpers shared by the data-movement tests: distinguishable element patterns, an independent conjugate,
-// and bitwise comparison.
+// Helpers shared by the data-movement tests: patterned data with signed zeros and NaN payloads, an
+// independent conjugate, and a bitwise check of kernels against a reference loop.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,37 +15,32 @@
 namespace buffering_test {
 
 inline constexpr std::size_t kKiB = 1024;
-
-template <typename T>
-struct IsComplex : std::false_type {};
-template <typename T>
-struct IsComplex<std::complex<T>> : std::true_type {};
-
 using AllTypes = ::testing::Types<float, double, std::complex<float>, std::complex<double>>;
 using ComplexTypes = ::testing::Types<std::complex<float>, std::complex<double>>;
 using RealTypes = ::testing::Types<float, double>;
 
-// Elements of the test's own byte budgets.
+// The test's own statement of a byte budget in elements.
 template <typename T>
 constexpr std::size_t elems(std::size_t bytes) {
   return bytes / sizeof(T);
 }
 
-// A quiet NaN carrying `payload` in its low mantissa bits.
+template <typename R>
+using BitsOf = std::conditional_t<sizeof(R) == 4, std::uint32_t, std::uint64_t>;
+
 template <typename R>
 R nanWithPayload(std::uint32_t payload) {
-  using Bits = std::conditional_t<sizeof(R) == 4, std::uint32_t, std::uint64_t>;
-  Bits bits;
   const R qnan = std::numeric_limits<R>::quiet_NaN();
+  BitsOf<R> bits;
   std::memcpy(&bits, &qnan, sizeof bits);
-  bits |= static_cast<Bits>(payload & 0xffff) + 1;
+  bits |= (payload & 0xffff) + 1;
   R value;
   std::memcpy(&value, &bits, sizeof value);
   return value;
 }
 
-// Element i of a pattern: distinct values, with +0 and -0 imaginary parts and NaNs with payloads
-// sprinkled in, so that a bitwise comparison sees misplaced, conjugated or re-encoded elements.
+// Distinct values with +0, -0 and NaNs with payloads sprinkled in, so that a bitwise comparison sees any
+// element that is misplaced, wrongly conjugated or re-encoded.
 template <typename R>
 R scalarAt(std::size_t i, unsigned seed) {
   if (i % 13 == 5) return nanWithPayload<R>(static_cast<std::uint32_t>(i + seed));
@@ -55,48 +50,49 @@ R scalarAt(std::size_t i, unsigned seed) {
 }
 
 template <typename T>
-T elementAt(std::size_t i, unsigned seed) {
-  if constexpr (IsComplex<T>::value) {
-    using R = typename T::value_type;
-    return T(scalarAt<R>(2 * i + 1, seed), scalarAt<R>(2 * i, seed + 17));
-  } else {
-    return scalarAt<T>(i, seed);
-  }
-}
-
-template <typename T>
 std::vector<T> pattern(std::size_t n, unsigned seed) {
   std::vector<T> values(n);
-  for (std::size_t i = 0; i < n; ++i) values[i] = elementAt<T>(i, seed);
+  for (std::size_t i = 0; i < n; ++i) {
+    if constexpr (std::is_floating_point_v<T>) {
+      values[i] = scalarAt<T>(i, seed);
+    } else {
+      values[i] =
+          T(scalarAt<typename T::value_type>(2 * i + 1, seed), scalarAt<typename T::value_type>(2 * i, seed));
+    }
+  }
   return values;
 }
 
-// The conjugate as defined by the library's contract: the imaginary sign bit flipped, nothing else.
+// The conjugate by contract: the imaginary part's sign bit flipped, every other bit kept.
 template <typename C>
 C conjBits(const C& value) {
-  using R = typename C::value_type;
-  using Bits = std::conditional_t<sizeof(R) == 4, std::uint32_t, std::uint64_t>;
+  using Bits = BitsOf<typename C::value_type>;
   Bits parts[2];
   std::memcpy(parts, &value, sizeof parts);
-  parts[1] ^= Bits{1} << (8 * sizeof(R) - 1);
+  parts[1] ^= Bits{1} << (8 * sizeof(Bits) - 1);
   C result;
   std::memcpy(&result, parts, sizeof parts);
   return result;
 }
 
-template <typename T>
-::testing::AssertionResult sameBits(const std::vector<T>& expected, const std::vector<T>& actual) {
-  if (expected.size() != actual.size()) return ::testing::AssertionFailure() << "sizes differ";
-  if (expected.empty() || std::memcmp(expected.data(), actual.data(), expected.size() * sizeof(T)) == 0) {
-    return ::testing::AssertionSuccess();
-  }
-  for (std::size_t i = 0; i < expected.size(); ++i) {
-    if (std::memcmp(&expected[i], &actual[i], sizeof(T)) != 0) {
-      return ::testing::AssertionFailure()
-             << "first difference at element " << i << " of " << expected.size();
-    }
-  }
-  return ::testing::AssertionFailure();
+// Runs each kernel(dst, src) on its own copy of a patterned destination of dstSize elements, and checks
+// it bit for bit against reference(dst, src) applied to another copy: a kernel must write what the
+// reference writes and leave every other element alone.
+template <typename T, typename Reference, typename... Kernels>
+void expectSameAsReference(std::size_t srcSize, std::size_t dstSize, const Reference& reference,
+                           const Kernels&... kernels) {
+  const auto src = pattern<T>(srcSize + 1, 1);
+  const auto initial = pattern<T>(dstSize + 1, 2);
+  auto expected = initial;
+  reference(expected.data(), src.data());
+  int form = 0;
+  auto check = [&](const auto& kernel) {
+    auto dst = initial;
+    kernel(dst.data(), src.data());
+    EXPECT_EQ(0, std::memcmp(expected.data(), dst.data(), dst.size() * sizeof(T)))
+        << "kernel form " << form++;
+  };
+  (check(kernels), ...);
 }
 
 }  // namespace buffering_test

@@ -4,6 +4,7 @@
 #include <tbb/global_control.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <iostream>
 #include <memory>
@@ -95,6 +96,7 @@ int run(int argc, char** argv) {
     settings.maxRuns = 3;
   }
 
+  const auto suiteStart = std::chrono::steady_clock::now();
   std::vector<CaseResult> results;
   for (std::size_t i = 0; i < selected.size(); ++i) {
     const std::string label =
@@ -102,7 +104,10 @@ int run(int argc, char** argv) {
     results.push_back(measureCase(selected[i], info.config, settings, label));
   }
 
-  std::cerr << '\n';
+  const double suiteSeconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - suiteStart).count();
+  std::cerr << "finished " << selected.size() << " case(s) in " << static_cast<int>(suiteSeconds + 0.5)
+            << " s\n\n";
   printTable(std::cout, results, info);
   bool written = true;
   if (!options.jsonPath.empty()) written = writeJson(options.jsonPath, results, info) && written;

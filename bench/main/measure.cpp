@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <exception>
 #include <iostream>
 #include <vector>
@@ -81,8 +82,8 @@ CaseResult measureCase(const CaseSpec& spec, const SuiteConfig& config, const Me
       }
     }
     const double lastError = workload.relativeError();
-    // std::max would drop a NaN in its second argument.
-    if (!(lastError <= result.maxError)) result.maxError = lastError;
+    // Written so that a NaN from either check survives, and then fails the check below.
+    if (!std::isnan(result.maxError) && !(lastError <= result.maxError)) result.maxError = lastError;
 
     result.runs = runs;
     result.oursSeconds = median(ours);

@@ -25,7 +25,7 @@ struct CaseResult {
 
 struct MeasureSettings {
   int runs = 0;                 // timed runs per side; 0 picks them from the warm-up's duration
-  double secondsPerCase = 2.0;  // what the automatic choice aims at, both sides together
+  double secondsPerCase = 1.5;  // what the automatic choice aims at, both sides together
   int minRuns = 5;
   int maxRuns = 25;
 };

@@ -26,12 +26,6 @@ constexpr fftw_r2r_kind kFftwKinds[8] = {FFTW_REDFT00, FFTW_REDFT10, FFTW_REDFT0
 // The logical size N of FFTW's r2r kinds: a kind followed by its inverse kind multiplies by N.
 constexpr u64 logicalSize(int kind, u64 n) { return kind == 0 ? 2 * n - 2 : kind == 4 ? 2 * n + 2 : 2 * n; }
 
-std::string shapeOf(const std::vector<u64>& extents, bool isComplex) {
-  std::string shape;
-  for (const u64 extent : extents) shape += (shape.empty() ? "" : " x ") + std::to_string(extent);
-  return isComplex ? shape + " complex" : shape;
-}
-
 // Kind along the middle dimension of a d0 x n x d2 array (stride d0, d0 * d2 vectors). With
 // `isComplex` the array holds interleaved complex values whose parts are transformed independently;
 // the plain plan does this with one more loop dimension of 2. `direction` 1 divides by the logical size.
@@ -57,7 +51,7 @@ Workload stridedDcst(const SuiteConfig& config, u64 d0, u64 n, u64 d2, int direc
   fillRandom(state->in.data(), values, 10 + Kind);
 
   Workload workload;
-  workload.shape = shapeOf({d0, n, d2}, isComplex);
+  workload.shape = shapeText({d0, n, d2}) + (isComplex ? " complex" : "");
   workload.threads = config.threads;
   workload.points = static_cast<double>(n);
   workload.epsilon = std::numeric_limits<T>::epsilon();
@@ -119,7 +113,7 @@ Workload orthonormalDct(const SuiteConfig& config, const std::vector<u64>& exten
   }
 
   Workload workload;
-  workload.shape = shapeOf(extents, false);
+  workload.shape = shapeText(extents);
   workload.threads = 1;
   workload.points = static_cast<double>(values);
   workload.epsilon = std::numeric_limits<T>::epsilon();

@@ -71,13 +71,6 @@ void mirror2D(std::complex<T>* data, u64 n0, u64 n1) {
   }
 }
 
-template <typename T>
-std::string shapeOf(const std::vector<u64>& extents) {
-  std::string shape;
-  for (const u64 extent : extents) shape += (shape.empty() ? "" : " x ") + std::to_string(extent);
-  return shape;
-}
-
 template <typename In, typename Out>
 struct Arrays {
   Arrays(std::size_t inCount, std::size_t outCount) : in(inCount), ours(outCount), plain(outCount) {}
@@ -89,7 +82,7 @@ struct Arrays {
 template <typename T>
 Workload workloadOf(const SuiteConfig& config, const std::vector<u64>& extents, double points) {
   Workload workload;
-  workload.shape = shapeOf<T>(extents);
+  workload.shape = shapeText(extents);
   workload.threads = config.threads;
   workload.points = points;
   workload.epsilon = std::numeric_limits<T>::epsilon();

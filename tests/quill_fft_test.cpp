@@ -50,32 +50,6 @@ std::uint64_t blocksOf(const Case& c) {
   return blocks;
 }
 
-// The DFT by its definition with twiddles tabulated once per call, so that a batch of long vectors
-// stays affordable: X[k] = sum_j x[j] w^(jk mod n). Real arithmetic, since the library's complex
-// multiplication of long doubles spends most of its time on infinity checks.
-std::vector<LongComplex> directDFT(const std::vector<LongComplex>& x, int sign) {
-  const std::uint64_t n = x.size();
-  std::vector<long double> cosines(n), sines(n);
-  for (std::uint64_t k = 0; k < n; ++k) {
-    const LongComplex w = tessel_test::twiddle(k, n, sign);
-    cosines[k] = w.real();
-    sines[k] = w.imag();
-  }
-  std::vector<LongComplex> result(n);
-  for (std::uint64_t k = 0; k < n; ++k) {
-    long double re = 0, im = 0;
-    for (std::uint64_t j = 0, jk = 0; j < n; ++j) {
-      const long double xr = x[j].real(), xi = x[j].imag();
-      re += xr * cosines[jk] - xi * sines[jk];
-      im += xr * sines[jk] + xi * cosines[jk];
-      jk += k;
-      if (jk >= n) jk -= n;
-    }
-    result[k] = {re, im};
-  }
-  return result;
-}
-
 template <typename E>
 LongComplex widen(const E& value) {
   return LongComplex(static_cast<long double>(std::real(value)), static_cast<long double>(std::imag(value)));
@@ -92,7 +66,7 @@ std::vector<LongComplex> expectedVector(const std::vector<In>& stored, std::uint
   for (std::uint64_t k = 0; k < std::min<std::uint64_t>(stored.size(), logical); ++k) x[k] = widen(stored[k]);
   std::vector<LongComplex> result;
   if constexpr (Kind == tessel_fft::r2c) {
-    result = directDFT(x, FFTW_FORWARD);
+    result = tessel_test::naiveDFT(x, FFTW_FORWARD);
   } else if constexpr (Kind == tessel_fft::c2r) {
     std::vector<LongComplex> full(n, LongComplex(0));
     full[0] = x[0].real();
@@ -104,9 +78,9 @@ std::vector<LongComplex> expectedVector(const std::vector<In>& stored, std::uint
         full[n - k] = std::conj(x[k]);
       }
     }
-    result = directDFT(full, FFTW_BACKWARD);
+    result = tessel_test::naiveDFT(full, FFTW_BACKWARD);
   } else {
-    result = directDFT(x, sign);
+    result = tessel_test::naiveDFT(x, sign);
   }
   if (sign == FFTW_BACKWARD) {
     for (auto& value : result) value /= static_cast<long double>(n);

@@ -22,22 +22,28 @@ inline LongComplex twiddle(std::uint64_t jk, std::uint64_t n, int sign) {
   return {std::cos(angle), sign * std::sin(angle)};
 }
 
-// Unnormalised DFT: X[k] = sum_j x[j] exp(sign 2 pi i jk/n). The twiddles are tabulated once per call,
-// each from an exactly reduced angle.
+// Unnormalised DFT: X[k] = sum_j x[j] exp(sign 2 pi i jk/n), twiddles tabulated once per call, each
+// from an exactly reduced angle. Real arithmetic: std::complex<long double> multiplication spends most
+// of its time on infinity checks.
 inline std::vector<LongComplex> naiveDFT(const std::vector<LongComplex>& x, int sign) {
   const std::uint64_t n = x.size();
-  std::vector<LongComplex> table(n);
-  for (std::uint64_t j = 0; j < n; ++j) table[j] = twiddle(j, n, sign);
+  std::vector<long double> cosines(n), sines(n);
+  for (std::uint64_t k = 0; k < n; ++k) {
+    const LongComplex w = twiddle(k, n, sign);
+    cosines[k] = w.real();
+    sines[k] = w.imag();
+  }
   std::vector<LongComplex> result(n);
   for (std::uint64_t k = 0; k < n; ++k) {
-    LongComplex sum = 0;
-    std::uint64_t index = 0;
-    for (std::uint64_t j = 0; j < n; ++j) {
-      sum += x[j] * table[index];
-      index += k;
-      if (index >= n) index -= n;
+    long double re = 0, im = 0;
+    for (std::uint64_t j = 0, jk = 0; j < n; ++j) {
+      const long double xr = x[j].real(), xi = x[j].imag();
+      re += xr * cosines[jk] - xi * sines[jk];
+      im += xr * sines[jk] + xi * cosines[jk];
+      jk += k;
+      if (jk >= n) jk -= n;
     }
-    result[k] = sum;
+    result[k] = {re, im};
   }
   return result;
 }

@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "ratio_reporter.hpp"
 #include "tessel_fft/fft.hpp"
 #include "tessel_fft/fftw_api.hpp"
 
@@ -222,43 +223,6 @@ BENCHMARK(D_ours<false>)->Name("D_2e20/ours")->Unit(benchmark::kMillisecond)->Us
 BENCHMARK(D_ours<true>)->Name("D_2e20/ours_nocopy")->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(D_fftw)->Name("D_2e20/fftw")->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// Prints as usual, and at the end each "group/variant" median (or mean, without repetitions) over the
-// group's "fftw" time.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (run.error_occurred) continue;
-      // "group/variant", without the suffixes the library adds (such as "/real_time").
-      const std::string full = run.run_name.str();
-      const std::string name = full.substr(0, full.find('/', full.find('/') + 1));
-      if (run.aggregate_name == "median" || (run.aggregate_name.empty() && times_.count(name) == 0))
-        times_[name] = run.GetAdjustedRealTime();
-    }
-  }
-  void Finalize() override {
-    ConsoleReporter::Finalize();
-    std::printf("\nRatios, ours / plain FFTW (real time, medians where repeated):\n");
-    for (const auto& [name, time] : times_) {
-      const std::size_t slash = name.find('/');
-      if (slash == std::string::npos || name.compare(slash + 1, 4, "fftw") == 0) continue;
-      const auto reference = times_.find(name.substr(0, slash + 1) + "fftw");
-      if (reference != times_.end()) std::printf("  %-28s %.3f\n", name.c_str(), time / reference->second);
-    }
-  }
-
- private:
-  std::map<std::string, double> times_;
-};
-
 }  // namespace
 
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
-  return 0;
-}
+int main(int argc, char** argv) { return tessel_bench::runWithRatios(argc, argv); }

@@ -22,6 +22,16 @@ struct fftwComplexOf<float> {
 template <typename T>
 using fftwComplex = typename fftwComplexOf<T>::type;
 
+// The real type of an element type: itself for float and double, T for std::complex<T>.
+template <typename E>
+struct RealOf {
+  using type = E;
+};
+template <typename T>
+struct RealOf<std::complex<T>> {
+  using type = T;
+};
+
 // Views of the library's element types as the pointers FFTW's entries take. std::complex<T> is
 // layout-compatible with T[2].
 template <typename T>

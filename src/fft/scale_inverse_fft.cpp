@@ -4,18 +4,11 @@
 #include <tbb/parallel_for.h>
 #include <tbb/partitioner.h>
 
+#include "backend/precision.hpp"
+
 namespace tessel_fft {
 
 namespace {
-
-template <typename T>
-struct RealOf {
-  using type = T;
-};
-template <typename T>
-struct RealOf<std::complex<T>> {
-  using type = T;
-};
 
 // A complex element is two adjacent reals divided by the same divisor, so the loop runs over reals and
 // stays a plain vectorisable division.

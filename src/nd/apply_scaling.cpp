@@ -7,18 +7,11 @@
 #include <cmath>
 #include <cstddef>
 
+#include "backend/precision.hpp"
+
 namespace tessel_fft {
 
 namespace {
-
-template <typename T>
-struct RealOf {
-  using type = T;
-};
-template <typename R>
-struct RealOf<std::complex<R>> {
-  using type = R;
-};
 
 // Stride 1: a page is one vector. The first element is taken out of the loop so the loop has one
 // constant divisor.

@@ -55,7 +55,8 @@ class DCSTBatchRunner : public BatchPlans<DCSTPlanner<T, Kind>> {
   // Both blocks hold one chunk of real vectors, or one vector for a batch smaller than a chunk; a
   // complex vector passes its two parts through them one after the other.
   std::size_t blockBytes() const {
-    return bufferVectorsFor(this->numVectors, this->context->getChunkSize()) * this->fftLength * sizeof(T);
+    return bufferVectorsFor(this->numVectors, this->stride, this->context->getChunkSize()) * this->fftLength *
+           sizeof(T);
   }
 };
 

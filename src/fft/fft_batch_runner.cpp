@@ -9,12 +9,7 @@ namespace tessel_fft {
 
 template <typename T, int Kind>
 std::size_t FFTBatchRunner<T, Kind>::scratchVectors() const {
-  const std::uint64_t chunk = this->context->getChunkSize();
-  const std::uint64_t vectors = bufferVectorsFor(this->numVectors, chunk);
-  // A chunk plan is made whenever a block holds a chunk of columns. With fewer vectors than one block
-  // (an empty batch of a strided array) the scratch must still hold the chunk the planner may measure on.
-  const std::uint64_t stretch = this->stride != 1 ? this->stride : this->numVectors;
-  return stretch >= chunk ? chunk : vectors;
+  return bufferVectorsFor(this->numVectors, this->stride, this->context->getChunkSize());
 }
 
 template <typename T, int Kind>

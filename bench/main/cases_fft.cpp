@@ -345,8 +345,8 @@ std::vector<CaseSpec> interleavedCases() {
 
 std::vector<CaseSpec> allCases() {
   std::vector<CaseSpec> cases = fftCases();
-  for (CaseSpec& spec : dcstCases()) cases.push_back(std::move(spec));
-  for (CaseSpec& spec : interleavedCases()) cases.push_back(std::move(spec));
+  for (CaseSpec& definition : dcstCases()) cases.push_back(std::move(definition));
+  for (CaseSpec& definition : interleavedCases()) cases.push_back(std::move(definition));
   return cases;
 }
 

@@ -33,13 +33,14 @@ int usageError(const std::string& message) {
 void listCases(const std::vector<CaseSpec>& cases) {
   std::size_t nameWidth = 0;
   std::size_t entryWidth = 0;
-  for (const CaseSpec& spec : cases) {
-    nameWidth = std::max(nameWidth, spec.name.size());
-    entryWidth = std::max(entryWidth, spec.entry.size());
+  for (const CaseSpec& definition : cases) {
+    nameWidth = std::max(nameWidth, definition.name.size());
+    entryWidth = std::max(entryWidth, definition.entry.size());
   }
-  for (const CaseSpec& spec : cases) {
-    std::cout << spec.name << std::string(nameWidth - spec.name.size() + 2, ' ') << spec.entry
-              << std::string(entryWidth - spec.entry.size() + 2, ' ') << spec.description << '\n';
+  for (const CaseSpec& definition : cases) {
+    std::cout << definition.name << std::string(nameWidth - definition.name.size() + 2, ' ')
+              << definition.entry << std::string(entryWidth - definition.entry.size() + 2, ' ')
+              << definition.description << '\n';
   }
 }
 

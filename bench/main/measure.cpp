@@ -35,15 +35,15 @@ bool withinTolerance(double error, double tolerance) { return error < tolerance;
 
 }  // namespace
 
-CaseResult measureCase(const CaseSpec& spec, const SuiteConfig& config, const MeasureSettings& settings,
+CaseResult measureCase(const CaseSpec& definition, const SuiteConfig& config, const MeasureSettings& settings,
                        const std::string& label) {
   CaseResult result;
-  result.name = spec.name;
-  result.entry = spec.entry;
+  result.name = definition.name;
+  result.entry = definition.entry;
   try {
     progress(label, "plain FFTW: allocating, filling, planning");
     const Clock::time_point planStart = Clock::now();
-    const Workload workload = spec.build(config);
+    const Workload workload = definition.build(config);
     result.shape = workload.shape;
     result.threads = workload.threads;
     result.tolerance = tolerance(workload.epsilon, workload.points);

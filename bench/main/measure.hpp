@@ -32,7 +32,7 @@ struct MeasureSettings {
 
 // Never throws: a failure of the case lands in the result. Progress lines go to stderr, prefixed with
 // `label`.
-CaseResult measureCase(const CaseSpec& spec, const SuiteConfig& config, const MeasureSettings& settings,
+CaseResult measureCase(const CaseSpec& definition, const SuiteConfig& config, const MeasureSettings& settings,
                        const std::string& label);
 
 }  // namespace tessel_bench

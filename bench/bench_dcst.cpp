@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "ratio_reporter.hpp"
+#include "bench_support.hpp"
 #include "tessel_fft/dcst.hpp"
 #include "tessel_fft/dct_nd.hpp"
 #include "tessel_fft/fftw_api.hpp"
@@ -30,24 +30,7 @@ using tessel_fft::fftwContext;
 constexpr int kThreads = 2;
 constexpr int kDCTII = 1;
 
-// Keeps every plan it is offered, as a host's cache does; destroys them at exit.
-class KeepingCache : public tessel_fft::dcstPlanCacheInterface<double, kDCTII> {
- public:
-  ~KeepingCache() override {
-    for (const auto& entry : plans_) tessel_fft::fftwApi::getInstance().destroyPlan(entry.second);
-  }
-  bool insertPlan(const tessel_fft::fftwPlanKey& key, fftw_plan& plan) override {
-    plans_.emplace(std::vector<std::uint64_t>{key.size0, key.rank, key.size1, key.flags}, plan);
-    return true;
-  }
-  fftw_plan lookupPlan(const tessel_fft::fftwPlanKey& key) override {
-    const auto found = plans_.find({key.size0, key.rank, key.size1, key.flags});
-    return found == plans_.end() ? nullptr : found->second;
-  }
-
- private:
-  std::map<std::vector<std::uint64_t>, fftw_plan> plans_;
-};
+using KeepingCache = tessel_bench::KeepingCache<tessel_fft::dcstPlanCacheInterface<double, kDCTII>>;
 
 // Owns one plain FFTW plan.
 struct PlainPlan {

@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "ratio_reporter.hpp"
+#include "bench_support.hpp"
 #include "tessel_fft/fft.hpp"
 #include "tessel_fft/fftw_api.hpp"
 
@@ -31,25 +31,9 @@ using Complex = std::complex<double>;
 
 constexpr int kThreads = 2;
 
-// Keeps every plan it is offered, as a host's cache does; destroys them at exit.
 template <int Kind>
-class KeepingCache : public tessel_fft::fftwPlanCacheInterface<double, Kind, tessel_fft::fftwPlanKey> {
- public:
-  ~KeepingCache() override {
-    for (const auto& entry : plans_) tessel_fft::fftwApi::getInstance().destroyPlan(entry.second);
-  }
-  bool insertPlan(const tessel_fft::fftwPlanKey& key, fftw_plan& plan) override {
-    plans_.emplace(std::vector<std::uint64_t>{key.size0, key.rank, key.size1, key.flags}, plan);
-    return true;
-  }
-  fftw_plan lookupPlan(const tessel_fft::fftwPlanKey& key) override {
-    const auto found = plans_.find({key.size0, key.rank, key.size1, key.flags});
-    return found == plans_.end() ? nullptr : found->second;
-  }
-
- private:
-  std::map<std::vector<std::uint64_t>, fftw_plan> plans_;
-};
+using KeepingCache =
+    tessel_bench::KeepingCache<tessel_fft::fftwPlanCacheInterface<double, Kind, tessel_fft::fftwPlanKey>>;
 
 KeepingCache<c2c>& complexCache() {
   static KeepingCache<c2c> cache;

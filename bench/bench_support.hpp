@@ -1,18 +1,45 @@
 #pragma once
 
-// Shared by the micro-benchmarks that set the library beside plain FFTW: benchmarks are named
-// "group/variant", one variant of each group being "fftw"; after the usual report, every other variant's
-// real time (the median where repeated) is printed as a ratio over its group's "fftw" time.
+// Shared by the micro-benchmarks that set the library beside plain FFTW.
 
 #include <benchmark/benchmark.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "tessel_fft/fftw_api.hpp"
+#include "tessel_fft/plan_cache.hpp"
+
 namespace tessel_bench {
 
+// Keeps every plan it is offered, as a host's cache does, so that the steady state is measured, not
+// planning; destroys them at exit. Interface is one of the library's cache interfaces.
+template <typename Interface>
+class KeepingCache : public Interface {
+ public:
+  using Plan = typename Interface::Plan;
+  ~KeepingCache() override {
+    for (const auto& entry : plans_) tessel_fft::fftwApi::getInstance().destroyPlan(entry.second);
+  }
+  bool insertPlan(const tessel_fft::fftwPlanKey& key, Plan& plan) override {
+    plans_.emplace(std::vector<std::uint64_t>{key.size0, key.rank, key.size1, key.flags}, plan);
+    return true;
+  }
+  Plan lookupPlan(const tessel_fft::fftwPlanKey& key) override {
+    const auto found = plans_.find({key.size0, key.rank, key.size1, key.flags});
+    return found == plans_.end() ? nullptr : found->second;
+  }
+
+ private:
+  std::map<std::vector<std::uint64_t>, Plan> plans_;
+};
+
+// Benchmarks are named "group/variant", one variant of each group being "fftw"; after the usual
+// report, every other variant's real time (the median where repeated) is printed as a ratio over its
+// group's "fftw" time.
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {

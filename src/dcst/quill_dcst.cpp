@@ -50,11 +50,7 @@ void quillDCST1D(fftwContext context, dcstPlanCacheInterface<T, Kind>* cache, co
                  int direction, bool isComplex) {
   if (n == 0) return;
   const bool wasThreaded = context.getNumThreads() > 1;
-  // Planning only ever sees private scratch here, so it may overwrite what it is given.
-  context.setMayOverwrite(true);
-  context.setEmbedStyle(fftwContext::EMBED_COMPACT);
-  const BatchPath path = chooseBatchPath(context.getNumThreads(), numVectors, n);
-  context.setNumThreads(path.plannerThreads);
+  const BatchPath path = configureBatchContext(context, numVectors, n);
 
   DCSTBatchRunner<T, Kind> runner(&context, cache, n, stride, numVectors, direction);
   if (path.pooled) {

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "tessel_fft/fftw_context.hpp"
+
 namespace tessel_fft {
 
 // How a batch of vectors runs: spread over tasks (pooled) or in one loop on the calling thread, and
@@ -24,6 +26,17 @@ inline BatchPath chooseBatchPath(std::uint64_t numThreads, std::uint64_t numVect
     return {n > (kBatchWork / numVectors) / bitLength, 1};
   }
   return {false, n < kThreadedVectorLength ? 1 : numThreads};
+}
+
+// Turns a batched driver's private copy of the context into the one its plans see: planning only ever
+// runs on private scratch (or an output about to be overwritten), which holds one-sided spectra
+// compactly, and the planner's thread count follows the path. Returns the path.
+inline BatchPath configureBatchContext(fftwContext& context, std::uint64_t numVectors, std::uint64_t n) {
+  context.setMayOverwrite(true);
+  context.setEmbedStyle(fftwContext::EMBED_COMPACT);
+  const BatchPath path = chooseBatchPath(context.getNumThreads(), numVectors, n);
+  context.setNumThreads(path.plannerThreads);
+  return path;
 }
 
 // Vectors per scratch block: a batch smaller than a chunk runs one vector at a time. But a chunk plan is

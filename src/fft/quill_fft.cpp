@@ -20,12 +20,7 @@ void runBatchedFFT(fftwContext& context, fftwPlanCacheInterface<T, Kind, fftwPla
   // Taken before the thread count is narrowed: a batch that runs serially because it is small may
   // still be scaled in parallel.
   const bool threaded = context.getNumThreads() > 1;
-  // Planning only ever sees private scratch (or, without copy, an output about to be overwritten), and
-  // the scratch holds one-sided spectra compactly, whatever the caller asked for.
-  context.setMayOverwrite(true);
-  context.setEmbedStyle(fftwContext::EMBED_COMPACT);
-  const BatchPath path = chooseBatchPath(context.getNumThreads(), numVectors, n);
-  context.setNumThreads(path.plannerThreads);
+  const BatchPath path = configureBatchContext(context, numVectors, n);
 
   FFTBatchRunner<T, Kind> runner(&context, cache, n, stride, numVectors, sign);
   if (path.pooled) {

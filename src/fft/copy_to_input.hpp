@@ -9,6 +9,13 @@
 
 namespace tessel_fft {
 
+// Starts reading `bytes` bytes from `first` into the cache, one prefetch per 64-byte line, so that the
+// memory latency of the next gather overlaps the work done before it.
+inline void prefetchForRead(const void* first, std::size_t bytes) {
+  const char* line = static_cast<const char*>(first);
+  for (std::size_t offset = 0; offset < bytes; offset += 64) __builtin_prefetch(line + offset, 0, 3);
+}
+
 // Zeroes places usedLength .. logicalLength-1 of `count` dense vectors at pitch logicalLength.
 template <typename E>
 void zeroPadVectors(E* vectors, std::size_t logicalLength, std::size_t usedLength, std::size_t count) {

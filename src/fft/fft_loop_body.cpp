@@ -1,5 +1,7 @@
 #include "fft/fft_loop_body.hpp"
 
+#include <algorithm>
+
 #include "backend/precision.hpp"
 #include "buffering/buffering.hpp"
 #include "fft/batch_walk.hpp"
@@ -48,6 +50,10 @@ void FFTLoopBody_StrideOne<T, Kind>::operator()(const In* in, Out* out, std::siz
     Out* destination = out + first * n;
     Out* planOutput = outBuf + first * bufferStep;
     copyToInputBuffer(in + first * inputLength, inputLength, count, logicalLength, inBuf);
+    // The next step's input streams in from memory while this one transforms.
+    const std::size_t next = first + count;
+    if (next < end)
+      prefetchForRead(in + next * inputLength, std::min(count, end - next) * inputLength * sizeof(In));
     api.execute(plan, asFftw(inBuf), asFftw(planOutput));
     if constexpr (Kind == r2c) {
       copyFromOutputBuffer(planOutput, n, count, destination, r2cTag{});

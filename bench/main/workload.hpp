@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <random>
 #include <string>
 #include <type_traits>
@@ -87,6 +88,12 @@ double relativeL2(const E* a, const E* b, std::size_t count) {
   }
   if (reference == 0) return difference == 0 ? 0.0 : std::numeric_limits<double>::infinity();
   return std::sqrt(difference / reference);
+}
+
+// The comparison of a case whose state holds the two outputs as `ours` and `plain`.
+template <typename State>
+std::function<double()> compareOutputs(std::shared_ptr<State> state, std::size_t count) {
+  return [state, count] { return relativeL2(state->ours.data(), state->plain.data(), count); };
 }
 
 inline fftw_iodim64 iodim(std::uint64_t n, std::uint64_t inStride, std::uint64_t outStride) {

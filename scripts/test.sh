@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Builds everything and runs the whole test suite twice: a Release build with warnings as errors,
-# then a build under AddressSanitizer and UndefinedBehaviorSanitizer.
+# then a build under AddressSanitizer and UndefinedBehaviorSanitizer; then the tests that run threads
+# under ThreadSanitizer. Between the first two, the Release build is installed into a temporary prefix
+# and used by another project (scripts/consumer_test.sh).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
@@ -10,9 +12,18 @@ jobs=$(nproc)
 cmake -S . -B build/release -DCMAKE_BUILD_TYPE=Release -DTESSEL_WERROR=ON
 cmake --build build/release -j"$jobs"
 ctest --test-dir build/release -j"$jobs" --output-on-failure
+scripts/consumer_test.sh build/release
 
 cmake -S . -B build/sanitize -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESSEL_WERROR=ON \
-  -DTESSEL_SANITIZE=address,undefined -DTESSEL_BUILD_MICROBENCH=OFF
+  -DTESSEL_SANITIZE=address,undefined -DTESSEL_BUILD_MICROBENCH=OFF -DTESSEL_INSTALL=OFF
 cmake --build build/sanitize -j"$jobs"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   ctest --test-dir build/sanitize -j"$jobs" --output-on-failure
+
+# Host threads sharing caches, pooled runs, the planner lock and the scratch pools; tests/tsan.supp
+# says why oneTBB needs a suppression.
+cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESSEL_WERROR=ON -DTESSEL_SANITIZE=thread \
+  -DTESSEL_BUILD_PROGRAM=OFF -DTESSEL_BUILD_MICROBENCH=OFF -DTESSEL_INSTALL=OFF
+cmake --build build/tsan -j"$jobs" --target tessel_fft_tests
+TSAN_OPTIONS="suppressions=$PWD/tests/tsan.supp halt_on_error=1" ctest --test-dir build/tsan -j"$jobs" \
+  --output-on-failure -R 'Soak\.Concurrent|Failures\.|Units\.Pools|Accuracy\.(BatchedFFT|DCST)|Plans\.BatchRequests|PooledRun\.'

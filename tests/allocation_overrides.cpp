@@ -1,3 +1,7 @@
+// The test executable's own scalable_malloc, scalable_free and fftw_malloc: the library's calls land
+// here, blocks come from malloc (so the sanitizers see them), live blocks are counted, and an armed
+// countdown makes chosen calls fail.
+
 #include <dlfcn.h>
 #include <fftw3.h>
 #include <tbb/scalable_allocator.h>
@@ -9,16 +13,11 @@
 
 namespace {
 
-std::atomic<long> liveBlocks{0};
+std::atomic<long> liveBlocks{0}, allocationCalls{0}, toSkip{0}, toFail{0}, refused{0};
 std::atomic<bool> armed{false};
-std::atomic<long> toSkip{0};
-std::atomic<long> toFail{0};
-std::atomic<long> refused{0};
-std::atomic<long> allocationCalls{0};
 
 bool shouldFail() {
-  if (!armed.load()) return false;
-  if (toSkip.fetch_sub(1) > 0) return false;
+  if (!armed.load() || toSkip.fetch_sub(1) > 0) return false;
   const long remaining = toFail.load();
   if (remaining == 0) return false;
   if (remaining > 0) toFail.fetch_sub(1);
@@ -46,8 +45,7 @@ void scalable_free(void* block) {
 
 void* fftw_malloc(size_t size) {
   if (shouldFail()) return nullptr;
-  using Real = void* (*)(size_t);
-  static const Real real = reinterpret_cast<Real>(dlsym(RTLD_NEXT, "fftw_malloc"));
+  static const auto real = reinterpret_cast<void* (*)(size_t)>(dlsym(RTLD_NEXT, "fftw_malloc"));
   return real(size);
 }
 

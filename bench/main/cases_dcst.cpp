@@ -1,12 +1,14 @@
 // The cosine and sine cases: quillDCST1D along a strided dimension, on real and on interleaved complex
 // data, and dctIIND with orthonormal scaling in two and three dimensions. The plain side is one guru64
-// r2r plan on the caller's arrays plus the scaling loop that the library's convention needs.
+// r2r plan on the caller's arrays plus the scaling loop that the library's convention needs; dctIIND has
+// a second one that plans in every call, as dctIIND itself does.
 #include <cmath>
 #include <complex>
 #include <cstdint>
 #include <limits>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "plain_fftw.hpp"
@@ -34,7 +36,7 @@ Workload stridedDcst(const SuiteConfig& config, u64 d0, u64 n, u64 d2, int direc
   struct State {
     explicit State(std::size_t values) : in(values), ours(values), plain(values) {}
     AlignedArray<T> in, ours, plain;
-    HostPlanCache<tessel_fft::dcstPlanCacheInterface<T, Kind>> cache;
+    tessel_fft::sharedDCSTPlanCache<T, Kind> cache;
     PlainPlan<T> plan;
   };
   const u64 width = isComplex ? 2 : 1;
@@ -61,54 +63,86 @@ Workload stridedDcst(const SuiteConfig& config, u64 d0, u64 n, u64 d2, int direc
     tessel_fft::quillDCST1D<T, Kind>(context, &state->cache, state->in.data(), state->ours.data(), d0, n, n,
                                      d0 * d2, direction, isComplex);
   };
-  workload.runPlain = [state, values, n, direction] {
+  workload.plainSides = {plainSide(state, values, [state, values, n, direction] {
     state->plan.execute();
     if (direction == 1) {
       const T factor = T(1) / static_cast<T>(logicalSize(Kind, n));
       T* out = state->plain.data();
       for (u64 i = 0; i < values; ++i) out[i] *= factor;
     }
-  };
-  workload.relativeError = compareOutputs(state, values);
+  })};
   return workload;
 }
 
-// The orthonormal DCT-II over all dimensions of a column-major array of `extents`. dctIIND has no
-// thread setting and runs FFTW on one thread, so the plain side gets one thread too.
+// FFTW's REDFT10 is 2 sum x cos(...): the orthonormal transform divides coefficient 0 of each dimension
+// by sqrt(4 n) and the others by sqrt(2 n). Per dimension a table of these reciprocals.
+template <typename T>
+std::vector<std::vector<T>> orthonormalFactors(const std::vector<u64>& extents) {
+  std::vector<std::vector<T>> factors;
+  for (const u64 extent : extents) {
+    std::vector<T> table(extent, T(1) / std::sqrt(static_cast<T>(2 * extent)));
+    table[0] = T(1) / std::sqrt(static_cast<T>(4 * extent));
+    factors.push_back(std::move(table));
+  }
+  return factors;
+}
+
+// Multiplies an unnormalised N-D REDFT10 result by the factors: contiguous lines along dimension 0,
+// each with the product of the other dimensions' factors.
+template <typename T>
+void scaleOrthonormal(T* out, const std::vector<std::vector<T>>& factors, const std::vector<u64>& extents,
+                      u64 values) {
+  const u64 lineLength = extents[0];
+  std::vector<u64> index(extents.size(), 0);
+  for (u64 line = 0; line < values / lineLength; ++line) {
+    T outer = 1;
+    for (std::size_t d = 1; d < extents.size(); ++d) outer *= factors[d][index[d]];
+    T* data = out + line * lineLength;
+    for (u64 i = 0; i < lineLength; ++i) data[i] *= outer * factors[0][i];
+    for (std::size_t d = 1; d < extents.size() && ++index[d] == extents[d]; ++d) index[d] = 0;
+  }
+}
+
+// The orthonormal DCT-II over all dimensions of a column-major array of `extents`, on one thread, since
+// dctIIND runs FFTW on one thread. It plans by estimate in every call, so the first plain side does the
+// same: a rank-N r2r plan by FFTW_ESTIMATE made, executed and destroyed in every call. The second is a
+// plan made once before timing with the suite's flags (measured in a standard run), which dctIIND can
+// never use.
 template <typename T>
 Workload orthonormalDct(const SuiteConfig& config, const std::vector<u64>& extents) {
   struct State {
-    explicit State(std::size_t values) : in(values), ours(values), plain(values) {}
-    AlignedArray<T> in, ours, plain;
+    explicit State(std::size_t values) : in(values), ours(values), plain(values), perCall(values) {}
+    AlignedArray<T> in, ours, plain, perCall;
     PlainPlan<T> plan;
+    std::vector<fftw_iodim64> dims;
+    std::vector<fftw_r2r_kind> kinds;
+    std::vector<std::vector<T>> factors;
   };
   u64 values = 1;
   for (const u64 extent : extents) values *= extent;
   auto state = std::make_shared<State>(values);
 
   // FFTW counts dimensions row-major: the contiguous one last.
-  std::vector<fftw_iodim64> dims;
   u64 stride = values;
   for (auto extent = extents.rbegin(); extent != extents.rend(); ++extent) {
     stride /= *extent;
-    dims.push_back(iodim(*extent, stride, stride));
+    state->dims.push_back(iodim(*extent, stride, stride));
   }
-  const std::vector<fftw_r2r_kind> kinds(extents.size(), FFTW_REDFT10);
-  const int rank = static_cast<int>(extents.size());
-  state->plan = makePlainPlan<T>(1, [&] {
-    return PlainFftw<T>::r2r(rank, dims.data(), 0, nullptr, state->in.data(), state->plain.data(),
-                             kinds.data(), config.planFlags);
-  });
+  state->kinds.assign(extents.size(), FFTW_REDFT10);
+  state->factors = orthonormalFactors<T>(extents);
+  const auto planInto = [state](T* out, unsigned flags) {
+    return makePlainPlan<T>(1, [&] {
+      return PlainFftw<T>::r2r(static_cast<int>(state->dims.size()), state->dims.data(), 0, nullptr,
+                               state->in.data(), out, state->kinds.data(), flags);
+    });
+  };
+  // Under dctIIND's own conditions nothing has been measured for this problem: FFTW's estimate planner
+  // would otherwise reuse what a measuring planner learnt before (here the plan made once, or the
+  // strided cases' chunk plans), on either side. So neither leaves its wisdom behind.
+  PlainFftw<T>::forgetWisdom();
+  state->plan = planInto(state->plain.data(), config.planFlags);
+  PlainFftw<T>::forgetWisdom();
   fillRandom(state->in.data(), values, 20 + extents.size());
-
-  // FFTW's REDFT10 is 2 sum x cos(...): the orthonormal transform divides coefficient 0 of each
-  // dimension by sqrt(4 n) and the others by sqrt(2 n). Per dimension a table of reciprocals.
-  auto factors = std::make_shared<std::vector<std::vector<T>>>();
-  for (const u64 extent : extents) {
-    std::vector<T> table(extent, T(1) / std::sqrt(static_cast<T>(2 * extent)));
-    table[0] = T(1) / std::sqrt(static_cast<T>(4 * extent));
-    factors->push_back(std::move(table));
-  }
 
   Workload workload;
   workload.shape = shapeText(extents);
@@ -118,29 +152,26 @@ Workload orthonormalDct(const SuiteConfig& config, const std::vector<u64>& exten
   workload.runOurs = [state, extents] {
     tessel_fft::dctIIND<T>(state->in.data(), state->ours.data(), extents.data(), extents.size(), true);
   };
-  workload.runPlain = [state, factors, extents, values] {
+  PlainSide perCall{
+      "estimate per call",
+      [state, planInto, extents, values] {
+        planInto(state->perCall.data(), FFTW_ESTIMATE).execute();
+        scaleOrthonormal(state->perCall.data(), state->factors, extents, values);
+      },
+      [state, values] { return relativeL2(state->ours.data(), state->perCall.data(), values); }};
+  PlainSide once = plainSide(state, values, [state, extents, values] {
     state->plan.execute();
-    // Contiguous lines along dimension 0; the product of the other dimensions' factors per line.
-    const std::vector<std::vector<T>>& table = *factors;
-    const u64 lineLength = extents[0];
-    std::vector<u64> index(extents.size(), 0);
-    T* out = state->plain.data();
-    for (u64 line = 0; line < values / lineLength; ++line) {
-      T outer = 1;
-      for (std::size_t d = 1; d < extents.size(); ++d) outer *= table[d][index[d]];
-      T* data = out + line * lineLength;
-      for (u64 i = 0; i < lineLength; ++i) data[i] *= outer * table[0][i];
-      for (std::size_t d = 1; d < extents.size() && ++index[d] == extents[d]; ++d) index[d] = 0;
-    }
-  };
-  workload.relativeError = compareOutputs(state, values);
+    scaleOrthonormal(state->plain.data(), state->factors, extents, values);
+  });
+  once.label = config.planFlags == FFTW_MEASURE ? "measured plan" : "plan made once";
+  workload.plainSides = {std::move(perCall), std::move(once)};
   return workload;
 }
 
 }  // namespace
 
-std::vector<CaseSpec> dcstCases() {
-  std::vector<CaseSpec> cases;
+std::vector<CaseDefinition> dcstCases() {
+  std::vector<CaseDefinition> cases;
   cases.push_back({"dct2-strided", "quillDCST1D<double, 1>",
                    "DCT-II (REDFT10) along dimension 2 of 64 x 1024 x 64 (stride 64)",
                    [](const SuiteConfig& c) {

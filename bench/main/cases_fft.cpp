@@ -25,7 +25,7 @@ using tessel_fft::r2c;
 using u64 = std::uint64_t;
 
 template <typename T, int Kind>
-using FftCache = HostPlanCache<tessel_fft::fftwPlanCacheInterface<T, Kind, fftwPlanKey>>;
+using FftCache = tessel_fft::sharedFFTPlanCache<T, Kind>;
 
 // quillFFT1D and quillFFT1DNoCopy share this signature.
 template <typename T, int Kind>
@@ -114,11 +114,10 @@ Workload stridedComplex(const SuiteConfig& config, u64 d0, u64 n, u64 d2, int si
     tessel_fft::quillFFT1D<T, c2c>(context, &state->cache, state->in.data(), state->ours.data(), d0, n, n,
                                    d0 * d2, sign);
   };
-  workload.runPlain = [state, n, count, sign] {
+  workload.plainSides = {plainSide(state, count, [state, n, count, sign] {
     state->plan.execute();
     if (sign == FFTW_BACKWARD) scaleBy(state->plain.data(), count, static_cast<T>(n));
-  };
-  workload.relativeError = compareOutputs(state, count);
+  })};
   return workload;
 }
 
@@ -148,8 +147,7 @@ Workload contiguousComplex(const SuiteConfig& config, Driver<T, c2c> driver, u64
   workload.runOurs = [state, context, driver, n, vectors] {
     driver(context, &state->cache, state->in.data(), state->ours.data(), 1, n, n, vectors, FFTW_FORWARD);
   };
-  workload.runPlain = [state] { state->plan.execute(); };
-  workload.relativeError = compareOutputs(state, count);
+  workload.plainSides = {plainSide(state, count, [state] { state->plan.execute(); })};
   return workload;
 }
 
@@ -187,11 +185,10 @@ Workload fullSpectra(const SuiteConfig& config, u64 n, u64 vectors, bool interle
                                      vectors, FFTW_FORWARD);
     };
   }
-  workload.runPlain = [state, n, vectors] {
+  workload.plainSides = {plainSide(state, count, [state, n, vectors] {
     state->plan.execute();
     mirrorRows(state->plain.data(), n, vectors);
-  };
-  workload.relativeError = compareOutputs(state, count);
+  })};
   return workload;
 }
 
@@ -222,11 +219,10 @@ Workload inverseReal(const SuiteConfig& config, u64 n, u64 vectors) {
     tessel_fft::quillFFT1D<T, c2r>(context, &state->cache, state->in.data(), state->ours.data(), 1, n, n,
                                    vectors, FFTW_BACKWARD);
   };
-  workload.runPlain = [state, n, count] {
+  workload.plainSides = {plainSide(state, count, [state, n, count] {
     state->plan.execute();
     scaleBy(state->plain.data(), count, static_cast<T>(n));
-  };
-  workload.relativeError = compareOutputs(state, count);
+  })};
   return workload;
 }
 
@@ -256,18 +252,17 @@ Workload fullSpectrum2D(const SuiteConfig& config, u64 n0, u64 n1) {
                                          reinterpret_cast<T(*)[2]>(state->ours.data()), n0, n1, FFTW_FORWARD,
                                          false);
   };
-  workload.runPlain = [state, n0, n1] {
+  workload.plainSides = {plainSide(state, count, [state, n0, n1] {
     state->plan.execute();
     mirror2D(state->plain.data(), n0, n1);
-  };
-  workload.relativeError = compareOutputs(state, count);
+  })};
   return workload;
 }
 
 }  // namespace
 
-std::vector<CaseSpec> fftCases() {
-  std::vector<CaseSpec> cases;
+std::vector<CaseDefinition> fftCases() {
+  std::vector<CaseDefinition> cases;
   cases.push_back({"strided-c2c-inv", "quillFFT1D<double, c2c>",
                    "inverse c2c along dimension 2 of 100 x 4096 x 20 (stride 100), scaled by 1/n",
                    [](const SuiteConfig& c) {
@@ -318,8 +313,8 @@ std::vector<CaseSpec> fftCases() {
   return cases;
 }
 
-std::vector<CaseSpec> interleavedCases() {
-  std::vector<CaseSpec> cases;
+std::vector<CaseDefinition> interleavedCases() {
+  std::vector<CaseDefinition> cases;
   cases.push_back({"interleaved-1d-r2c", "interleavedFFT1D<double, r2c>",
                    "r2c of 1000 vectors of 4096 points on FFTW's layout, full spectra",
                    [](const SuiteConfig& c) {
@@ -333,10 +328,10 @@ std::vector<CaseSpec> interleavedCases() {
   return cases;
 }
 
-std::vector<CaseSpec> allCases() {
-  std::vector<CaseSpec> cases = fftCases();
-  for (CaseSpec& definition : dcstCases()) cases.push_back(std::move(definition));
-  for (CaseSpec& definition : interleavedCases()) cases.push_back(std::move(definition));
+std::vector<CaseDefinition> allCases() {
+  std::vector<CaseDefinition> cases = fftCases();
+  for (CaseDefinition& definition : dcstCases()) cases.push_back(std::move(definition));
+  for (CaseDefinition& definition : interleavedCases()) cases.push_back(std::move(definition));
   return cases;
 }
 

@@ -5,16 +5,16 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "measure.hpp"
 #include "options.hpp"
 #include "report.hpp"
+#include "run_context.hpp"
 #include "tessel_fft/fftw_api.hpp"
 #include "workload.hpp"
 
@@ -30,19 +30,38 @@ int usageError(const std::string& message) {
   return kUsageExit;
 }
 
-void listCases(const std::vector<CaseSpec>& cases) {
+void listCases(const std::vector<CaseDefinition>& cases) {
   std::size_t nameWidth = 0;
   std::size_t entryWidth = 0;
-  for (const CaseSpec& definition : cases) {
+  for (const CaseDefinition& definition : cases) {
     nameWidth = std::max(nameWidth, definition.name.size());
     entryWidth = std::max(entryWidth, definition.entry.size());
   }
-  for (const CaseSpec& definition : cases) {
+  for (const CaseDefinition& definition : cases) {
     std::cout << definition.name << std::string(nameWidth - definition.name.size() + 2, ' ')
               << definition.entry << std::string(entryWidth - definition.entry.size() + 2, ' ')
               << definition.description << '\n';
   }
 }
+
+// Where a report goes: a file opened before the run, standard output for "-", or nowhere for "".
+class ReportFile {
+ public:
+  // False if the path can't be opened for writing.
+  bool open(const std::string& path) {
+    path_ = path;
+    if (path.empty() || path == "-") return true;
+    file_ = std::make_unique<std::ofstream>(path);
+    return static_cast<bool>(*file_);
+  }
+  bool wanted() const { return !path_.empty(); }
+  std::ostream& stream() { return file_ ? *file_ : std::cout; }
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+  std::unique_ptr<std::ofstream> file_;
+};
 
 int run(int argc, char** argv) {
   Options options;
@@ -55,39 +74,45 @@ int run(int argc, char** argv) {
     std::cout << usageText();
     return 0;
   }
-  const std::vector<CaseSpec> all = allCases();
+  RunInfo info;
+  info.context = describeRun(argc > 0 ? argv[0] : nullptr);
+  if (options.version) {
+    std::cout << versionLine(info.context) << '\n';
+    return 0;
+  }
+  const std::vector<CaseDefinition> all = allCases();
   if (options.list) {
     listCases(all);
     return 0;
   }
 
-  std::vector<CaseSpec> selected;
+  std::vector<CaseDefinition> selected;
   if (options.cases.empty()) {
     selected = all;
   } else {
     for (const std::string& name : options.cases) {
       const auto found =
-          std::find_if(all.begin(), all.end(), [&](const CaseSpec& s) { return s.name == name; });
+          std::find_if(all.begin(), all.end(), [&](const CaseDefinition& c) { return c.name == name; });
       if (found == all.end()) return usageError("unknown case '" + name + "' (--list shows them)");
       selected.push_back(*found);
     }
   }
+  ReportFile json, svg;
+  if (!json.open(options.jsonPath)) return usageError("cannot open '" + options.jsonPath + "' for writing");
+  if (!svg.open(options.svgPath)) return usageError("cannot open '" + options.svgPath + "' for writing");
+  // With the JSON on stdout, the table goes where the progress goes.
+  std::ostream& tableOut = options.jsonPath == "-" ? std::cerr : std::cout;
 
-  RunInfo info;
-  info.hardwareThreads = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
   info.config.quick = options.quick;
-  info.config.threads = options.threads > 0 ? options.threads : info.hardwareThreads;
+  info.config.threads = options.threads > 0 ? options.threads : info.context.numCpus;
   // A quick run checks, it doesn't measure: estimating keeps its planning to milliseconds.
   info.config.planFlags = options.quick ? FFTW_ESTIMATE : FFTW_MEASURE;
-  info.fftwVersion = fftw_version;
 
   // The library's tasks get the same budget as the plain side's FFTW threads.
   const tbb::global_control parallelism(tbb::global_control::max_allowed_parallelism,
                                         static_cast<std::size_t>(info.config.threads));
-  // The library initialises FFTW's threads on first use; the plain side may plan before that.
+  // The library initialises FFTW's threads, which the plain side's plans use too, on first use.
   tessel_fft::fftwApi::getInstance();
-  fftw_init_threads();
-  fftwf_init_threads();
 
   MeasureSettings settings;
   settings.runs = options.runs;
@@ -109,10 +134,16 @@ int run(int argc, char** argv) {
       std::chrono::duration<double>(std::chrono::steady_clock::now() - suiteStart).count();
   std::cerr << "finished " << selected.size() << " case(s) in " << static_cast<int>(suiteSeconds + 0.5)
             << " s\n\n";
-  printTable(std::cout, results, info);
+  printTable(tableOut, results, info);
   bool written = true;
-  if (!options.jsonPath.empty()) written = writeJson(options.jsonPath, results, info) && written;
-  if (!options.svgPath.empty()) written = writeSvg(options.svgPath, results, info) && written;
+  if (json.wanted() && !writeJson(json.stream(), results, info)) {
+    std::cerr << "tessel-fft-bench: writing " << json.path() << " failed\n";
+    written = false;
+  }
+  if (svg.wanted() && !writeSvg(svg.stream(), results, info)) {
+    std::cerr << "tessel-fft-bench: writing " << svg.path() << " failed\n";
+    written = false;
+  }
   const bool passed =
       std::all_of(results.begin(), results.end(), [](const CaseResult& r) { return r.passed; });
   return passed && written ? 0 : kFailureExit;

@@ -1,3 +1,5 @@
+// Times one case: the library's entry and each plain side alternately, after a warm-up, with the
+// outputs compared before and after.
 #include "measure.hpp"
 
 #include <algorithm>
@@ -20,23 +22,29 @@ double timeOnce(const Run& run) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  const std::size_t middle = values.size() / 2;
-  return values.size() % 2 == 1 ? values[middle] : 0.5 * (values[middle - 1] + values[middle]);
+Timing summarise(std::vector<double> seconds) {
+  std::sort(seconds.begin(), seconds.end());
+  const std::size_t middle = seconds.size() / 2;
+  Timing timing;
+  timing.median = seconds.size() % 2 == 1 ? seconds[middle] : 0.5 * (seconds[middle - 1] + seconds[middle]);
+  timing.min = seconds.front();
+  timing.max = seconds.back();
+  return timing;
 }
 
 void progress(const std::string& label, const std::string& message) {
   std::cerr << label << ' ' << message << std::endl;
 }
 
-// A NaN error must fail the check, so the comparison is written to be false for it.
-bool withinTolerance(double error, double tolerance) { return error < tolerance; }
+// Keeps the larger error, written so that a NaN from either check survives and then fails the check.
+void keepWorse(double& kept, double error) {
+  if (!std::isnan(kept) && !(error <= kept)) kept = error;
+}
 
 }  // namespace
 
-CaseResult measureCase(const CaseSpec& definition, const SuiteConfig& config, const MeasureSettings& settings,
-                       const std::string& label) {
+CaseResult measureCase(const CaseDefinition& definition, const SuiteConfig& config,
+                       const MeasureSettings& settings, const std::string& label) {
   CaseResult result;
   result.name = definition.name;
   result.entry = definition.entry;
@@ -44,59 +52,67 @@ CaseResult measureCase(const CaseSpec& definition, const SuiteConfig& config, co
     progress(label, "plain FFTW: allocating, filling, planning");
     const Clock::time_point planStart = Clock::now();
     const Workload workload = definition.build(config);
+    const std::vector<PlainSide>& sides = workload.plainSides;
     result.shape = workload.shape;
     result.threads = workload.threads;
     result.tolerance = tolerance(workload.epsilon, workload.points);
     const double plainPlanSeconds = std::chrono::duration<double>(Clock::now() - planStart).count();
 
-    // The first call of ours plans into the case's cache; the first plain run pays for first touches.
+    // The first call of ours plans into the case's cache; the first plain runs pay for first touches.
     progress(label, "ours: first call, planning into the host cache");
     const double oursFirst = timeOnce(workload.runOurs);
     progress(label, "plain FFTW: warm-up run");
-    timeOnce(workload.runPlain);
-    result.maxError = workload.relativeError();
+    result.comparisons.resize(sides.size());
+    for (std::size_t s = 0; s < sides.size(); ++s) {
+      timeOnce(sides[s].run);
+      result.comparisons[s].label = sides[s].label;
+      result.comparisons[s].maxError = sides[s].relativeError();
+    }
 
-    // One more pair, both planned and warm, sets the number of runs.
-    const double oursWarm = timeOnce(workload.runOurs);
-    const double plainWarm = timeOnce(workload.runPlain);
+    // One more round, everything planned and warm, sets the number of runs.
+    double round = timeOnce(workload.runOurs);
+    for (const PlainSide& side : sides) round += timeOnce(side.run);
     int runs = settings.runs;
     if (runs <= 0) {
-      const double pair = std::max(oursWarm + plainWarm, 1e-9);
-      runs = std::clamp(static_cast<int>(settings.secondsPerCase / pair), settings.minRuns, settings.maxRuns);
+      runs = std::clamp(static_cast<int>(settings.secondsPerCase / std::max(round, 1e-9)), settings.minRuns,
+                        settings.maxRuns);
       runs |= 1;  // odd, so the median is one measured run
     }
     progress(label, "planned (plain " + std::to_string(plainPlanSeconds) + " s, ours first call " +
                         std::to_string(oursFirst) + " s); timing " + std::to_string(runs) +
                         " runs per side, alternating ours / plain");
 
-    // Alternate which side goes first, so neither always runs on the other's cache state.
+    // Alternate the order, so that no side always runs on the cache state another left.
     std::vector<double> ours;
-    std::vector<double> plain;
+    std::vector<std::vector<double>> plain(sides.size());
     for (int run = 0; run < runs; ++run) {
-      if (run % 2 == 0) {
-        ours.push_back(timeOnce(workload.runOurs));
-        plain.push_back(timeOnce(workload.runPlain));
-      } else {
-        plain.push_back(timeOnce(workload.runPlain));
-        ours.push_back(timeOnce(workload.runOurs));
+      if (run % 2 == 0) ours.push_back(timeOnce(workload.runOurs));
+      for (std::size_t i = 0; i < sides.size(); ++i) {
+        const std::size_t s = run % 2 == 0 ? i : sides.size() - 1 - i;
+        plain[s].push_back(timeOnce(sides[s].run));
       }
+      if (run % 2 == 1) ours.push_back(timeOnce(workload.runOurs));
     }
-    const double lastError = workload.relativeError();
-    // Written so that a NaN from either check survives, and then fails the check below.
-    if (!std::isnan(result.maxError) && !(lastError <= result.maxError)) result.maxError = lastError;
 
     result.runs = runs;
-    result.oursSeconds = median(ours);
-    result.plainSeconds = median(plain);
-    result.ratio = result.plainSeconds > 0 ? result.oursSeconds / result.plainSeconds : 0;
-    result.passed = withinTolerance(result.maxError, result.tolerance);
+    result.ours = summarise(ours);
+    result.passed = true;
+    char line[200];
+    for (std::size_t s = 0; s < sides.size(); ++s) {
+      Comparison& comparison = result.comparisons[s];
+      keepWorse(comparison.maxError, sides[s].relativeError());
+      comparison.plain = summarise(plain[s]);
+      comparison.ratio = comparison.plain.median > 0 ? result.ours.median / comparison.plain.median : 0;
+      // A NaN error must fail, so the comparison is written to be false for it.
+      comparison.passed = comparison.maxError < result.tolerance;
+      result.passed = result.passed && comparison.passed;
+      std::snprintf(line, sizeof line, "done%s%s: ours %.4g s, plain %.4g s, ratio %.3f, error %.2e%s",
+                    comparison.label.empty() ? "" : " against ", comparison.label.c_str(), result.ours.median,
+                    comparison.plain.median, comparison.ratio, comparison.maxError,
+                    comparison.passed ? "" : "  FAILED");
+      progress(label, line);
+    }
     if (!result.passed) result.failure = "relative error above tolerance";
-    char line[160];
-    std::snprintf(line, sizeof line,
-                  "done: ours %.4g s, plain %.4g s, ratio %.3f, error %.2e (tolerance %.2e)%s",
-                  result.oursSeconds, result.plainSeconds, result.ratio, result.maxError, result.tolerance,
-                  result.passed ? "" : "  FAILED");
-    progress(label, line);
   } catch (const std::exception& error) {
     result.passed = false;
     result.failure = error.what();

@@ -1,5 +1,6 @@
 #include "options.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 
@@ -44,6 +45,9 @@ Options parseOptions(int argc, const char* const* argv) {
     if (argument == "--help" || argument == "-h") {
       noValue();
       options.help = true;
+    } else if (argument == "--version") {
+      noValue();
+      options.version = true;
     } else if (argument == "--list") {
       noValue();
       options.list = true;
@@ -62,7 +66,8 @@ Options parseOptions(int argc, const char* const* argv) {
         const std::size_t comma = std::min(names.find(',', start), names.size());
         const std::string name = names.substr(start, comma - start);
         if (name.empty()) throw UsageError("--case wants case names, separated by commas");
-        options.cases.push_back(name);
+        if (std::find(options.cases.begin(), options.cases.end(), name) == options.cases.end())
+          options.cases.push_back(name);
         start = comma + 1;
       }
     } else if (argument == "--json") {
@@ -70,7 +75,7 @@ Options parseOptions(int argc, const char* const* argv) {
       if (options.jsonPath.empty()) throw UsageError("--json needs a file name");
     } else if (argument == "--svg") {
       options.svgPath = takeValue();
-      if (options.svgPath.empty()) throw UsageError("--svg needs a file name");
+      if (options.svgPath.empty() || options.svgPath == "-") throw UsageError("--svg needs a file name");
     } else {
       throw UsageError("unknown option '" + std::string(argv[i]) + "'");
     }
@@ -84,19 +89,25 @@ std::string usageText() {
          "Runs every transform family of tessel_fft beside the plain FFTW code that does the same job\n"
          "(one plan on the caller's arrays, plus the mirror or scaling loop the result needs), prints one\n"
          "table of median times, ratios and errors, and exits non-zero if any result differs from plain\n"
-         "FFTW by more than the tolerance. Progress goes to stderr, the table to stdout.\n"
+         "FFTW by more than the tolerance. Progress goes to stderr, the table to stdout. The output\n"
+         "files are opened before the run, so a path that can't be written fails at once.\n"
          "\n"
          "Options:\n"
-         "  --quick          small sizes and FFTW_ESTIMATE planning: a smoke test of a few seconds\n"
+         "  --quick          small sizes and FFTW_ESTIMATE planning: a smoke test of a few seconds,\n"
+         "                   whose timings are not meaningful\n"
          "  --threads N      thread budget of both sides (default: the hardware's thread count)\n"
-         "  --case NAME      run only these cases (repeatable, or comma-separated); see --list\n"
+         "  --case NAME      run only these cases (repeatable, or comma-separated; each runs once);\n"
+         "                   see --list\n"
          "  --list           list the cases and exit\n"
          "  --runs N         timed runs per side and case (default: chosen from the case's duration)\n"
-         "  --json FILE      also write the results as JSON\n"
+         "  --json FILE      also write the results and the run's context as JSON; FILE - writes\n"
+         "                   them to stdout, and the table to stderr\n"
          "  --svg FILE       also write a bar chart of the ratios as SVG\n"
+         "  --version        show the program's, the library's and FFTW's versions and exit\n"
          "  -h, --help       show this text and exit\n"
          "\n"
-         "Exit status: 0 all cases within tolerance, 1 a case failed, 2 bad command line.\n";
+         "Exit status: 0 all cases within tolerance, 1 a case failed or a file could not be written,\n"
+         "2 bad command line or an output file that can't be opened.\n";
 }
 
 }  // namespace tessel_bench

@@ -9,12 +9,13 @@ namespace tessel_bench {
 
 struct Options {
   bool help = false;
+  bool version = false;
   bool list = false;
   bool quick = false;
   int threads = 0;                 // 0: the hardware's thread count
   int runs = 0;                    // 0: chosen per case from its duration
-  std::vector<std::string> cases;  // empty: all
-  std::string jsonPath;
+  std::vector<std::string> cases;  // empty: all; each name once, in the order first given
+  std::string jsonPath;            // "-": standard output, and the table goes to standard error
   std::string svgPath;
 };
 

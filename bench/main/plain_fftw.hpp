@@ -1,22 +1,17 @@
 // The "plain FFTW" side of the benchmark and the memory both sides work on: FFTW's own entry points per
-// precision, owning wrappers for plans and fftw_malloc'd arrays, and the host-style plan cache through
-// which the library's side keeps its plans.
+// precision and owning wrappers for plans and fftw_malloc'd arrays. The library's side keeps its plans in
+// the library's sharedPlanCache, as a host would.
 #pragma once
 
 #include <fftw3.h>
 
-#include <array>
 #include <complex>
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <new>
 #include <stdexcept>
 #include <utility>
-
-#include "tessel_fft/fftw_api.hpp"
-#include "tessel_fft/plan_cache.hpp"
 
 namespace tessel_bench {
 
@@ -55,6 +50,7 @@ struct PlainFftw<double> {
   }
   static void execute(Plan plan) { fftw_execute(plan); }
   static void destroy(Plan plan) { fftw_destroy_plan(plan); }
+  static void forgetWisdom() { fftw_forget_wisdom(); }
 };
 
 template <>
@@ -88,6 +84,7 @@ struct PlainFftw<float> {
   }
   static void execute(Plan plan) { fftwf_execute(plan); }
   static void destroy(Plan plan) { fftwf_destroy_plan(plan); }
+  static void forgetWisdom() { fftwf_forget_wisdom(); }
 };
 
 // One FFTW plan of the plain side, destroyed with its owner. Never null.
@@ -155,39 +152,5 @@ inline fftw_complex* asFftw(std::complex<double>* data) { return reinterpret_cas
 inline fftwf_complex* asFftw(std::complex<float>* data) { return reinterpret_cast<fftwf_complex*>(data); }
 inline double* asFftw(double* data) { return data; }
 inline float* asFftw(float* data) { return data; }
-
-// The cache a host keeps for the library: every plan it is offered stays, keyed by all four words of the
-// key, until the cache is destroyed, when the plans go back through the library's facade. Interface is
-// fftwPlanCacheInterface<T, Kind, fftwPlanKey> or dcstPlanCacheInterface<T, Kind>. Used from one thread.
-template <typename Interface>
-class HostPlanCache final : public Interface {
- public:
-  using Plan = typename Interface::Plan;
-
-  HostPlanCache() = default;
-  HostPlanCache(const HostPlanCache&) = delete;
-  HostPlanCache& operator=(const HostPlanCache&) = delete;
-  ~HostPlanCache() override {
-    for (auto& entry : plans_) tessel_fft::fftwApi::getInstance().destroyPlan(entry.second);
-  }
-
-  // Refuses a second plan for a key it already holds, so that plan stays with the caller.
-  bool insertPlan(const tessel_fft::fftwPlanKey& key, Plan& plan) override {
-    return plans_.emplace(words(key), plan).second;
-  }
-  Plan lookupPlan(const tessel_fft::fftwPlanKey& key) override {
-    const auto found = plans_.find(words(key));
-    return found == plans_.end() ? nullptr : found->second;
-  }
-  std::size_t size() const { return plans_.size(); }
-
- private:
-  using Words = std::array<std::uint64_t, 4>;
-  static Words words(const tessel_fft::fftwPlanKey& key) {
-    return {key.size0, key.rank, key.size1, key.flags};
-  }
-
-  std::map<Words, Plan> plans_;
-};
 
 }  // namespace tessel_bench

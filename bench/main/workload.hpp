@@ -15,6 +15,7 @@
 #include <random>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace tessel_bench {
@@ -27,20 +28,29 @@ struct SuiteConfig {
   unsigned planFlags = FFTW_MEASURE;
 };
 
-// One case made ready: arrays allocated and filled, the plain plan made. runOurs and runPlain write
-// disjoint outputs and leave the shared input as it was, so they may alternate in any order; the first
-// call of runOurs plans (into the case's host-style cache). relativeError compares the current outputs.
+// One way of doing a case's job with FFTW directly, into an output of its own. Most cases have one; a
+// case whose entry works under conditions of its own (dctIIND plans on every call) has a second side
+// that works under them too, and `label` tells the sides apart.
+struct PlainSide {
+  std::string label;  // empty where the case has one side
+  std::function<void()> run;
+  std::function<double()> relativeError;  // ||ours - plain||_2 / ||plain||_2 on the current outputs
+};
+
+// One case made ready: arrays allocated and filled, the plain plans made. runOurs and every plain side
+// write disjoint outputs and leave the shared input as it was, so they may alternate in any order; the
+// first call of runOurs plans (into the case's host-style cache).
 struct Workload {
   std::string shape;   // extents, e.g. "100 x 4096 x 20"
   int threads = 1;     // the thread budget both sides run with
   double points = 1;   // transform points, the n of the tolerance (product of extents for N-D)
   double epsilon = 0;  // machine epsilon of the precision
   std::function<void()> runOurs;
-  std::function<void()> runPlain;
-  std::function<double()> relativeError;  // ||ours - plain||_2 / ||plain||_2
+  std::vector<PlainSide> plainSides;  // at least one
 };
 
-struct CaseSpec {
+// A named problem and how to make it ready.
+struct CaseDefinition {
   std::string name;         // what --case selects
   std::string entry;        // the library entry under test
   std::string description;  // one line for --list
@@ -48,10 +58,10 @@ struct CaseSpec {
 };
 
 // The default suite, in the order of the table.
-std::vector<CaseSpec> fftCases();
-std::vector<CaseSpec> dcstCases();
-std::vector<CaseSpec> interleavedCases();
-std::vector<CaseSpec> allCases();
+std::vector<CaseDefinition> fftCases();
+std::vector<CaseDefinition> dcstCases();
+std::vector<CaseDefinition> interleavedCases();
+std::vector<CaseDefinition> allCases();
 
 // The self-check: relative L2 error against plain FFTW below kToleranceConstant * epsilon * log2(points)
 // (log2 taken as at least 1). Two FFTW plans for one problem differ by rounding that grows like log n.
@@ -90,10 +100,11 @@ double relativeL2(const E* a, const E* b, std::size_t count) {
   return std::sqrt(difference / reference);
 }
 
-// The comparison of a case whose state holds the two outputs as `ours` and `plain`.
+// The one plain side of a case whose state holds the two outputs as `ours` and `plain`.
 template <typename State>
-std::function<double()> compareOutputs(std::shared_ptr<State> state, std::size_t count) {
-  return [state, count] { return relativeL2(state->ours.data(), state->plain.data(), count); };
+PlainSide plainSide(std::shared_ptr<State> state, std::size_t count, std::function<void()> run) {
+  return {"", std::move(run),
+          [state, count] { return relativeL2(state->ours.data(), state->plain.data(), count); }};
 }
 
 inline fftw_iodim64 iodim(std::uint64_t n, std::uint64_t inStride, std::uint64_t outStride) {

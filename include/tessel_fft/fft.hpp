@@ -11,10 +11,18 @@ namespace tessel_fft {
 
 // Transforms every vector along one dimension of a column-major array. `stride` is the product of the
 // extents before the transformed dimension; `numVectors` the number of vectors in all. The input has
-// `inputLength` elements per vector, zero padded or cut to the transform length `fftLength`; the output
-// has `fftLength` elements per vector (a full Hermitian spectrum for r2c). With FFTW_BACKWARD (+1) the
-// output is divided by fftLength, for every kind. The input is never written and needs no alignment;
-// the context is taken by value and the caller's stays as it was. fftLength 0 does nothing.
+// `inputLength` elements per vector, zero padded or cut to what the transform reads: fftLength elements
+// for r2c and c2c, and for c2r the one-sided spectrum of fftLength/2+1 complex elements, the rest of a
+// longer input vector being ignored. The output has `fftLength` elements per vector (a full Hermitian
+// spectrum for r2c). `sign` reaches FFTW for c2c only: r2c always computes FFTW's forward transform and
+// c2r its backward one. For every kind FFTW_BACKWARD (+1) divides the output by fftLength, so r2c with +1
+// is the forward transform scaled by 1/n; the sign also separates cache entries. The input is never
+// written and needs no alignment; the context is taken by value and the caller's stays as it was. With
+// numThreads_ above 1 a large batch is spread over oneTBB tasks, and a single vector of 65536 points or
+// more gets FFTW's threads. `cache` may be null; it is called on the calling thread only. fftLength 0
+// does nothing.
+// Throws std::runtime_error("FFTW:nomem") when memory runs out and ("FFTWAssertionFailure") when
+// FFTW's internal assertion fires; `out` is then partly written and unscaled, and nothing leaks.
 template <typename T, int Kind>
 TESSEL_FFT_API void quillFFT1D(fftwContext context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
                                const typename fftElements<T, Kind>::In* in,
@@ -24,7 +32,7 @@ TESSEL_FFT_API void quillFFT1D(fftwContext context, fftwPlanCacheInterface<T, Ki
 
 // As quillFFT1D, but FFTW writes straight into `out` when the output is contiguous (stride 1), 16-byte
 // aligned and every vector keeps that alignment; otherwise it is a call of quillFFT1D. The previous
-// contents of `out` may be used as planner scratch.
+// contents of `out` may be used as planner scratch. Reads, signs, scaling and exceptions as quillFFT1D.
 template <typename T, int Kind>
 TESSEL_FFT_API void quillFFT1DNoCopy(fftwContext context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
                                      const typename fftElements<T, Kind>::In* in,

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <fftw3.h>
-#include <tbb/spin_mutex.h>
 
 #include <atomic>
 #include <cstdint>
@@ -27,6 +26,7 @@ class fftwApi {
   // FFTW's version string (double precision library).
   TESSEL_FFT_API static const char* getVersion();
 
+  // Destroys a plan under the lock: the way a host's cache frees the plans it owns. Null is handed on.
   TESSEL_FFT_API void destroyPlan(fftw_plan plan) const;
   TESSEL_FFT_API void destroyPlan(fftwf_plan plan) const;
 
@@ -95,25 +95,18 @@ class fftwApi {
   TESSEL_FFT_API void execute(fftwf_plan plan, fftwf_complex* in, fftwf_complex* out) const;
   TESSEL_FFT_API void execute(fftwf_plan plan, fftwf_complex* in, float* out) const;
 
-  // Sets FFTW's planner thread count for precision T (float or double), under the lock.
-  template <typename T>
-  void planWithThreads(int numThreads) const;
-
  private:
   TESSEL_FFT_API fftwApi();
 
-  // Runs `call` holding fftwAccessMutex_; an exception passing through releases it.
-  template <typename Call>
-  static auto underLock(Call&& call);
+  // The planner lock. Its type is defined inside the library, around a oneTBB spin lock, so that hosts
+  // compile against FFTW and the standard library only.
+  struct AccessMutex;
+  // The library's scoped holder of fftwAccessMutex_.
+  friend class PlannerLock;
 
-  TESSEL_FFT_API static tbb::spin_mutex fftwAccessMutex_;
+  TESSEL_FFT_API static AccessMutex fftwAccessMutex_;
   static fftwApi instance_;
   static std::atomic<bool> initialised_;
 };
-
-template <>
-void fftwApi::planWithThreads<double>(int numThreads) const;
-template <>
-void fftwApi::planWithThreads<float>(int numThreads) const;
 
 }  // namespace tessel_fft

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 
 #include "tessel_fft/fft_kinds.hpp"
 
@@ -21,15 +23,21 @@ struct fftwPlanKey {
   friend bool operator!=(const fftwPlanKey& a, const fftwPlanKey& b) { return !(a == b); }
 };
 
-// A plan cache that the host implements for FFT plans of precision T and kind Kind. The library calls
-// it only on the thread that runs a transform and outside its own lock, so a cache shared between host
-// threads must protect itself. A cache must keep a plan alive while a transform that looked it up runs.
+// A plan cache that the host implements for FFT plans of precision T and kind Kind; ready ones are in
+// tessel_fft/ready_caches.hpp. The library calls it only on the thread that runs a transform and
+// outside its own lock, so a cache shared between host threads must protect itself. There is no release
+// call: a plan that lookupPlan returned may be executed until that transform returns, so a cache must
+// keep every plan alive while a transform that looked it up may run.
+//
+// Freeing: a cache owns the plans it accepted and destroys them itself, when it evicts them or in its
+// destructor, through fftwApi::getInstance().destroyPlan. That takes the library's planner lock;
+// fftw_destroy_plan called directly would race with planning on other threads.
 template <typename T, int Kind, typename Key>
 class fftwPlanCacheInterface {
  public:
   using Plan = fftwPlan<T>;
   virtual ~fftwPlanCacheInterface() = default;
-  // True: the cache owns `plan` from now on. False: it stays with the caller.
+  // True: the cache owns `plan` from now on. False: it stays with the caller, which destroys it.
   virtual bool insertPlan(const Key& key, Plan& plan) = 0;
   // The stored plan, still owned by the cache, or null.
   virtual Plan lookupPlan(const Key& key) = 0;
@@ -46,3 +54,20 @@ class dcstPlanCacheInterface {
 };
 
 }  // namespace tessel_fft
+
+namespace std {
+
+// Hashes all four words, so that keys which differ in their flags alone fall into different buckets.
+template <>
+struct hash<tessel_fft::fftwPlanKey> {
+  size_t operator()(const tessel_fft::fftwPlanKey& key) const noexcept {
+    const uint64_t words[] = {key.size0, key.rank, key.size1, key.flags};
+    uint64_t hash = 0;
+    // The golden-ratio mix of each word into the running hash: std::hash of an integer is the identity
+    // in common libraries, and the words are small numbers.
+    for (const uint64_t word : words) hash ^= word + 0x9e3779b97f4a7c15ULL + (hash << 6) + (hash >> 2);
+    return static_cast<size_t>(hash);
+  }
+};
+
+}  // namespace std

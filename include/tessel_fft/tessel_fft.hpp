@@ -9,3 +9,5 @@
 #include "tessel_fft/fftw_context.hpp"
 #include "tessel_fft/interleaved.hpp"
 #include "tessel_fft/plan_cache.hpp"
+#include "tessel_fft/ready_caches.hpp"
+#include "tessel_fft/version.hpp"

@@ -1,3 +1,4 @@
+// Aligned scratch blocks over the scalable allocator.
 #include "backend/aligned_scratch.hpp"
 
 #include <tbb/scalable_allocator.h>
@@ -11,17 +12,15 @@ namespace tessel_fft {
 
 namespace {
 
-constexpr std::uint64_t kAlignment = 16;
-
 bool paddedSizeOverflows(std::uint64_t size) {
-  return size > std::numeric_limits<std::uint64_t>::max() - kAlignment;
+  return size > std::numeric_limits<std::uint64_t>::max() - kPlanAlignment;
 }
 
 }  // namespace
 
 AlignedScratch::AlignedScratch(std::uint64_t size, std::uint64_t offset) : offset_(offset), raw_(nullptr) {
   if (paddedSizeOverflows(size)) throwNoMemory();
-  raw_ = scalable_malloc(static_cast<std::size_t>(size + kAlignment));
+  raw_ = scalable_malloc(static_cast<std::size_t>(size + kPlanAlignment));
   if (raw_ == nullptr) throwNoMemory();
 }
 
@@ -29,19 +28,19 @@ AlignedScratch::~AlignedScratch() { scalable_free(raw_); }
 
 void* AlignedScratch::get() const {
   const auto raw = reinterpret_cast<std::uintptr_t>(raw_);
-  const std::uintptr_t residue = raw % kAlignment;
+  const std::uintptr_t residue = raw % kPlanAlignment;
   // Step past raw even when it already has the wanted residue: the usable block never starts at raw.
   std::uintptr_t usable = raw + offset_ - residue;
-  if (residue >= offset_) usable += kAlignment;
+  if (residue >= offset_) usable += kPlanAlignment;
   return reinterpret_cast<void*>(usable);
 }
 
 void* alignedScratchAlloc(std::uint64_t size) {
   if (paddedSizeOverflows(size)) return nullptr;
-  void* raw = scalable_malloc(static_cast<std::size_t>(size + kAlignment));
+  void* raw = scalable_malloc(static_cast<std::size_t>(size + kPlanAlignment));
   if (raw == nullptr) return nullptr;
   const auto rawAddress = reinterpret_cast<std::uintptr_t>(raw);
-  const std::uintptr_t aligned = (rawAddress + kAlignment) & ~(kAlignment - 1);
+  const std::uintptr_t aligned = (rawAddress + kPlanAlignment) & ~(kPlanAlignment - 1);
   // The allocator aligns to at least 8, so the word below the block lies inside the allocation.
   std::memcpy(reinterpret_cast<void*>(aligned - sizeof(void*)), &raw, sizeof(void*));
   return reinterpret_cast<void*>(aligned);

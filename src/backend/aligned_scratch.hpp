@@ -1,8 +1,17 @@
+// Scratch memory: every working buffer of the library comes from here.
 #pragma once
 
 #include <cstdint>
 
 namespace tessel_fft {
+
+// FFTW binds a plan to the address of its arrays modulo this: its new-array execute is valid on other
+// arrays only if they have the same residue. All scratch blocks are aligned to it.
+inline constexpr std::uint64_t kPlanAlignment = 16;
+
+inline std::uint64_t addressResidue(const void* address) {
+  return static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(address) % kPlanAlignment);
+}
 
 // A scope-bound block of raw memory whose usable pointer has a chosen residue modulo 16, so that a
 // plan measured on it is valid for a caller's buffer with the same residue. Not copyable.

@@ -1,3 +1,4 @@
+// FFTW's assertion handlers, defined here so that FFTW's internal failures become exceptions.
 #include "backend/errors.hpp"
 #include "tessel_fft/export.hpp"
 

@@ -1,3 +1,4 @@
+// The two failure reports of the library.
 #include "backend/errors.hpp"
 
 #include <stdexcept>

@@ -1,3 +1,4 @@
+// The two failure reports of the library, thrown from one place each.
 #pragma once
 
 namespace tessel_fft {
@@ -5,7 +6,8 @@ namespace tessel_fft {
 // The library's two failure reports, each thrown from one place so the words cannot drift.
 // std::runtime_error("FFTW:nomem"): any allocation failure.
 [[noreturn]] void throwNoMemory();
-// std::runtime_error("FFTWAssertionFailure"): FFTW's internal assertion hook fired.
+// std::runtime_error("FFTWAssertionFailure"): FFTW's internal assertion hook fired, or FFTW answered a
+// planning request with no plan where one has to run: FFTW itself failed either way.
 [[noreturn]] void throwAssertionFailure();
 
 }  // namespace tessel_fft

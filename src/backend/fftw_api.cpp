@@ -1,24 +1,47 @@
+// The one road to FFTW: its planner under one lock, execution unlocked, initialisation once.
 #include "tessel_fft/fftw_api.hpp"
 
+#include <tbb/spin_mutex.h>
+
+#include <type_traits>
 #include <utility>
 
 #include "backend/errors.hpp"
+#include "backend/planner_threads.hpp"
 
 namespace tessel_fft {
 
 // tbb::spin_mutex backs off with 1, 2, 4, 8 and 16 pause instructions and then yields to the OS, so a
 // waiter behind a long measuring planner does not burn a core.
-tbb::spin_mutex fftwApi::fftwAccessMutex_;
+struct fftwApi::AccessMutex {
+  tbb::spin_mutex mutex;
+};
+
+// Holds fftwAccessMutex_ while it lives, so an exception passing through (FFTW's assertion handler
+// throws) releases it.
+class PlannerLock {
+ public:
+  PlannerLock() : lock_(fftwApi::fftwAccessMutex_.mutex) {}
+
+ private:
+  tbb::spin_mutex::scoped_lock lock_;
+};
+
+fftwApi::AccessMutex fftwApi::fftwAccessMutex_;
 fftwApi fftwApi::instance_;
 std::atomic<bool> fftwApi::initialised_{false};
 
 fftwApi::fftwApi() {}
 
+namespace {
+
 template <typename Call>
-auto fftwApi::underLock(Call&& call) {
-  tbb::spin_mutex::scoped_lock lock(fftwAccessMutex_);
+auto underLock(Call&& call) {
+  const PlannerLock lock;
   return std::forward<Call>(call)();
 }
+
+}  // namespace
 
 fftwApi& fftwApi::getInstance() {
   if (initialised_.load(std::memory_order_acquire)) return instance_;
@@ -58,21 +81,21 @@ void fftwApi::destroyPlan(fftwf_plan plan) const {
   });
 }
 
-template <>
-void fftwApi::planWithThreads<double>(int numThreads) const {
+template <typename T>
+void planWithThreads(int numThreads) {
+  fftwApi::getInstance();
   underLock([&] {
-    fftw_plan_with_nthreads(numThreads);
+    if constexpr (std::is_same_v<T, double>) {
+      fftw_plan_with_nthreads(numThreads);
+    } else {
+      fftwf_plan_with_nthreads(numThreads);
+    }
     return 0;
   });
 }
 
-template <>
-void fftwApi::planWithThreads<float>(int numThreads) const {
-  underLock([&] {
-    fftwf_plan_with_nthreads(numThreads);
-    return 0;
-  });
-}
+template void planWithThreads<float>(int);
+template void planWithThreads<double>(int);
 
 // Guru64 planners.
 

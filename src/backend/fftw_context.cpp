@@ -1,3 +1,4 @@
+// The per-call execution context and its planning-strategy rule.
 #include "tessel_fft/fftw_context.hpp"
 
 #include <fftw3.h>

@@ -1,8 +1,10 @@
+// Element types of the library and the views FFTW takes of them.
 #pragma once
 
 #include <fftw3.h>
 
 #include <complex>
+#include <cstdint>
 
 #include "tessel_fft/fft_kinds.hpp"
 
@@ -31,6 +33,11 @@ template <typename T>
 struct RealOf<std::complex<T>> {
   using type = T;
 };
+
+// The complex values a real transform of n points keeps: its one-sided spectrum, n/2+1 values. The
+// complex side of r2c output and c2r input, and the length up to which a full spectrum is copied
+// rather than mirrored.
+constexpr std::uint64_t oneSidedLength(std::uint64_t n) { return n / 2 + 1; }
 
 // Views of the library's element types as the pointers FFTW's entries take. std::complex<T> is
 // layout-compatible with T[2].

@@ -1,27 +1,19 @@
+// Copy kernels: contiguous, reversing-conjugating, strided gather and scatter, each plain and parallel.
 #include "buffering/copy.hpp"
 
+#include <emmintrin.h>
+
+#include <climits>
+#include <cstdint>
 #include <cstring>
 
 #include "buffering/blocks.hpp"
+#include "buffering/prefetch.hpp"
 
 namespace tessel_fft::buffering {
 namespace {
 
 using detail::forEachBlock;
-
-template <typename T>
-constexpr std::size_t kContiguousLimit = elementsInBudget<T>(1 * kMiB);
-template <typename T>
-constexpr std::size_t kContiguousStep = elementsInBudget<T>(256 * kKiB);
-// Reads spread over memory turn parallel later and in larger blocks than writes spread over memory.
-template <typename T>
-constexpr std::size_t kGatherLimit = elementsInBudget<T>(128 * kKiB);
-template <typename T>
-constexpr std::size_t kGatherStep = elementsInBudget<T>(16 * kKiB);
-template <typename T>
-constexpr std::size_t kScatterLimit = elementsInBudget<T>(64 * kKiB);
-template <typename T>
-constexpr std::size_t kScatterStep = elementsInBudget<T>(4 * kKiB);
 
 // The plain loops. Both the serial_ forms and the blocks of the tbb_ forms run exactly these, so the two
 // forms produce the same bits.
@@ -30,22 +22,32 @@ void copyRun(T* dst, const T* src, std::size_t n) {
   if (n != 0) std::memcpy(static_cast<void*>(dst), static_cast<const void*>(src), n * sizeof(T));
 }
 
+// The sign bits of the imaginary parts in a 16-byte register of complex values: flipping them with an
+// exclusive or is exactly what `conjugate` does, also to zeros and NaN payloads.
+inline __m128i imaginarySigns(std::complex<double>*) { return _mm_set_epi64x(INT64_MIN, 0); }
+inline __m128i imaginarySigns(std::complex<float>*) { return _mm_set_epi32(INT32_MIN, 0, INT32_MIN, 0); }
+
+// The reversing conjugate copy, 16 bytes at a time: one complex<double>, or two complex<float> whose
+// order within the register is swapped.
 template <typename C>
 void conjugateCopyRun(C* dst, const C* src, std::size_t n) {
-  const conjugate<C> f;
+  const __m128i signs = imaginarySigns(dst);
+  constexpr std::size_t kPerRegister = 16 / sizeof(C);
   const auto count = static_cast<std::ptrdiff_t>(n);
-  for (std::ptrdiff_t i = 0; i < count; ++i) f(dst[i], src[-i]);
+  std::ptrdiff_t i = 0;
+  for (; i + static_cast<std::ptrdiff_t>(kPerRegister) <= count; i += kPerRegister) {
+    __m128i values = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src - i - (kPerRegister - 1)));
+    if constexpr (kPerRegister == 2) values = _mm_shuffle_epi32(values, _MM_SHUFFLE(1, 0, 3, 2));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), _mm_xor_si128(values, signs));
+  }
+  const conjugate<C> f;
+  for (; i < count; ++i) f(dst[i], src[-i]);
 }
 
-// A walk whose stride spans a cache line touches a new line with every element, at a distance the
-// hardware prefetchers do not follow far enough ahead; such walks prefetch their strided side this many
-// elements ahead, within the run only, so that no address outside the array is formed. A read prefetch
-// also for lines about to be written: x86-64 without PRFCHW drops a write prefetch silently.
-constexpr std::ptrdiff_t kStridedPrefetchAhead = 32;
-
+// A walk whose stride spans a cache line touches a new line with every element.
 template <typename T>
 bool spansCacheLines(std::ptrdiff_t stride) {
-  return static_cast<std::size_t>(stride < 0 ? -stride : stride) * sizeof(T) >= 64;
+  return static_cast<std::size_t>(stride < 0 ? -stride : stride) * sizeof(T) >= kCacheLineBytes;
 }
 
 template <typename T, template <typename> class F>
@@ -54,8 +56,8 @@ void gatherRun(T* dst, const T* src, std::ptrdiff_t srcStride, std::size_t n) {
   const auto count = static_cast<std::ptrdiff_t>(n);
   std::ptrdiff_t i = 0;
   if (spansCacheLines<T>(srcStride)) {
-    for (; i + kStridedPrefetchAhead < count; ++i) {
-      __builtin_prefetch(src + (i + kStridedPrefetchAhead) * srcStride, 0, 3);
+    for (; i + kPrefetchAheadSteps < count; ++i) {
+      prefetchForRead(src + (i + kPrefetchAheadSteps) * srcStride);
       f(dst[i], src[i * srcStride]);
     }
   }
@@ -68,8 +70,8 @@ void scatterRun(T* dst, std::ptrdiff_t dstStride, const T* src, std::size_t n) {
   const auto count = static_cast<std::ptrdiff_t>(n);
   std::ptrdiff_t i = 0;
   if (spansCacheLines<T>(dstStride)) {
-    for (; i + kStridedPrefetchAhead < count; ++i) {
-      __builtin_prefetch(dst + (i + kStridedPrefetchAhead) * dstStride, 0, 3);
+    for (; i + kPrefetchAheadSteps < count; ++i) {
+      prefetchForRead(dst + (i + kPrefetchAheadSteps) * dstStride);
       f(dst[i * dstStride], src[i]);
     }
   }
@@ -87,17 +89,13 @@ void serial_copy(T* dst, const T* src, std::size_t n) {
 
 template <typename T>
 void tbb_copy(T* dst, const T* src, std::size_t n) {
-  forEachBlock(n, kContiguousStep<T>,
+  forEachBlock(n, kContiguousBudget.step<T>(),
                [=](std::size_t b, std::size_t len) { copyRun(dst + b, src + b, len); });
 }
 
 template <typename T>
 void copy(T* dst, const T* src, std::size_t n) {
-  if (n >= kContiguousLimit<T>) {
-    tbb_copy(dst, src, n);
-  } else {
-    copyRun(dst, src, n);
-  }
+  n >= kContiguousBudget.limit<T>() ? tbb_copy(dst, src, n) : copyRun(dst, src, n);
 }
 
 template <typename C>
@@ -107,17 +105,13 @@ void serial_conjugate_copy(C* dst, const C* src, std::size_t n) {
 
 template <typename C>
 void tbb_conjugate_copy(C* dst, const C* src, std::size_t n) {
-  forEachBlock(n, kContiguousStep<C>,
+  forEachBlock(n, kContiguousBudget.step<C>(),
                [=](std::size_t b, std::size_t len) { conjugateCopyRun(dst + b, src - b, len); });
 }
 
 template <typename C>
 void conjugate_copy(C* dst, const C* src, std::size_t n) {
-  if (n >= kContiguousLimit<C>) {
-    tbb_conjugate_copy(dst, src, n);
-  } else {
-    conjugateCopyRun(dst, src, n);
-  }
+  n >= kContiguousBudget.limit<C>() ? tbb_conjugate_copy(dst, src, n) : conjugateCopyRun(dst, src, n);
 }
 
 }  // namespace contiguous
@@ -131,18 +125,15 @@ void serial_copy(T* dst, const T* src, std::ptrdiff_t srcStride, std::size_t n) 
 
 template <typename T, template <typename> class F>
 void tbb_copy(T* dst, const T* src, std::ptrdiff_t srcStride, std::size_t n) {
-  forEachBlock(n, kGatherStep<T>, [=](std::size_t b, std::size_t len) {
+  forEachBlock(n, kGatherBudget.step<T>(), [=](std::size_t b, std::size_t len) {
     gatherRun<T, F>(dst + b, src + static_cast<std::ptrdiff_t>(b) * srcStride, srcStride, len);
   });
 }
 
 template <typename T, template <typename> class F>
 void copy(T* dst, const T* src, std::ptrdiff_t srcStride, std::size_t n) {
-  if (n >= kGatherLimit<T>) {
-    tbb_copy<T, F>(dst, src, srcStride, n);
-  } else {
-    gatherRun<T, F>(dst, src, srcStride, n);
-  }
+  n >= kGatherBudget.limit<T>() ? tbb_copy<T, F>(dst, src, srcStride, n)
+                                : gatherRun<T, F>(dst, src, srcStride, n);
 }
 
 template <typename T, template <typename> class F>
@@ -152,21 +143,58 @@ void serial_copy(T* dst, std::ptrdiff_t dstStride, const T* src, std::size_t n) 
 
 template <typename T, template <typename> class F>
 void tbb_copy(T* dst, std::ptrdiff_t dstStride, const T* src, std::size_t n) {
-  forEachBlock(n, kScatterStep<T>, [=](std::size_t b, std::size_t len) {
+  forEachBlock(n, kScatterBudget.step<T>(), [=](std::size_t b, std::size_t len) {
     scatterRun<T, F>(dst + static_cast<std::ptrdiff_t>(b) * dstStride, dstStride, src + b, len);
   });
 }
 
 template <typename T, template <typename> class F>
 void copy(T* dst, std::ptrdiff_t dstStride, const T* src, std::size_t n) {
-  if (n >= kScatterLimit<T>) {
-    tbb_copy<T, F>(dst, dstStride, src, n);
-  } else {
-    scatterRun<T, F>(dst, dstStride, src, n);
-  }
+  n >= kScatterBudget.limit<T>() ? tbb_copy<T, F>(dst, dstStride, src, n)
+                                 : scatterRun<T, F>(dst, dstStride, src, n);
 }
 
 }  // namespace strided
 }  // namespace tessel_fft::buffering
 
-TESSEL_BUFFERING_COPY_INSTANCES(template)
+#define TESSEL_BUFFERING_CONTIGUOUS_COPY(T)                                                   \
+  template void tessel_fft::buffering::contiguous::serial_copy<T>(T*, const T*, std::size_t); \
+  template void tessel_fft::buffering::contiguous::tbb_copy<T>(T*, const T*, std::size_t);    \
+  template void tessel_fft::buffering::contiguous::copy<T>(T*, const T*, std::size_t);
+
+#define TESSEL_BUFFERING_CONJUGATE_COPY(C)                                                              \
+  template void tessel_fft::buffering::contiguous::serial_conjugate_copy<C>(C*, const C*, std::size_t); \
+  template void tessel_fft::buffering::contiguous::tbb_conjugate_copy<C>(C*, const C*, std::size_t);    \
+  template void tessel_fft::buffering::contiguous::conjugate_copy<C>(C*, const C*, std::size_t);
+
+#define TESSEL_BUFFERING_STRIDED_GATHER(T, F)                                                              \
+  template void tessel_fft::buffering::strided::serial_copy<T, F>(T*, const T*, std::ptrdiff_t,            \
+                                                                  std::size_t);                            \
+  template void tessel_fft::buffering::strided::tbb_copy<T, F>(T*, const T*, std::ptrdiff_t, std::size_t); \
+  template void tessel_fft::buffering::strided::copy<T, F>(T*, const T*, std::ptrdiff_t, std::size_t);
+
+#define TESSEL_BUFFERING_STRIDED_SCATTER(T, F)                                                             \
+  template void tessel_fft::buffering::strided::serial_copy<T, F>(T*, std::ptrdiff_t, const T*,            \
+                                                                  std::size_t);                            \
+  template void tessel_fft::buffering::strided::tbb_copy<T, F>(T*, std::ptrdiff_t, const T*, std::size_t); \
+  template void tessel_fft::buffering::strided::copy<T, F>(T*, std::ptrdiff_t, const T*, std::size_t);
+
+#define TESSEL_BUFFERING_COPY_INSTANCES()                                                 \
+  TESSEL_BUFFERING_CONTIGUOUS_COPY(float)                                                 \
+  TESSEL_BUFFERING_CONTIGUOUS_COPY(double)                                                \
+  TESSEL_BUFFERING_CONTIGUOUS_COPY(std::complex<float>)                                   \
+  TESSEL_BUFFERING_CONTIGUOUS_COPY(std::complex<double>)                                  \
+  TESSEL_BUFFERING_CONJUGATE_COPY(std::complex<float>)                                    \
+  TESSEL_BUFFERING_CONJUGATE_COPY(std::complex<double>)                                   \
+  TESSEL_BUFFERING_STRIDED_GATHER(float, tessel_fft::buffering::noop)                     \
+  TESSEL_BUFFERING_STRIDED_GATHER(double, tessel_fft::buffering::noop)                    \
+  TESSEL_BUFFERING_STRIDED_GATHER(std::complex<float>, tessel_fft::buffering::noop)       \
+  TESSEL_BUFFERING_STRIDED_GATHER(std::complex<double>, tessel_fft::buffering::noop)      \
+  TESSEL_BUFFERING_STRIDED_SCATTER(float, tessel_fft::buffering::noop)                    \
+  TESSEL_BUFFERING_STRIDED_SCATTER(double, tessel_fft::buffering::noop)                   \
+  TESSEL_BUFFERING_STRIDED_SCATTER(std::complex<float>, tessel_fft::buffering::noop)      \
+  TESSEL_BUFFERING_STRIDED_SCATTER(std::complex<double>, tessel_fft::buffering::noop)     \
+  TESSEL_BUFFERING_STRIDED_SCATTER(std::complex<float>, tessel_fft::buffering::conjugate) \
+  TESSEL_BUFFERING_STRIDED_SCATTER(std::complex<double>, tessel_fft::buffering::conjugate)
+
+TESSEL_BUFFERING_COPY_INSTANCES()

@@ -27,10 +27,35 @@ constexpr unsigned log2ElementsInBudget(std::size_t bytes) {
   return shift;
 }
 
+// The two thresholds of an access pattern, in bytes: from `limitBytes` on a dispatcher runs the
+// parallel form, whose blocks hold `stepBytes`.
+struct Budget {
+  std::size_t limitBytes;
+  std::size_t stepBytes;
+
+  template <typename T>
+  constexpr std::size_t limit() const {
+    return elementsInBudget<T>(limitBytes);
+  }
+  template <typename T>
+  constexpr std::size_t step() const {
+    return elementsInBudget<T>(stepBytes);
+  }
+};
+
+// Contiguous copies. Reads spread over memory (gather) turn parallel later and in larger blocks than
+// writes spread over memory (scatter): a half and a quarter of them. Transposes use the gather budget
+// where their outer axis is the columns (unit-stride reads) and the scatter budget where it is the
+// rows; submatrix kernels use the budget of the copy their columns make.
+inline constexpr Budget kContiguousBudget{1 * kMiB, 256 * kKiB};
+inline constexpr Budget kGatherBudget{128 * kKiB, 16 * kKiB};
+inline constexpr Budget kScatterBudget{64 * kKiB, 4 * kKiB};
+
 // Writes `src` to `dst`. The kernels take functors as template template parameters, so a call costs nothing.
+// Moves the element's bytes in one piece: an assignment of std::complex moves its two parts one by one.
 template <typename T>
 struct noop {
-  void operator()(T& dst, const T& src) const noexcept { dst = src; }
+  void operator()(T& dst, const T& src) const noexcept { std::memcpy(&dst, &src, sizeof(T)); }
 };
 
 // Writes the complex conjugate of `src` to `dst` (which may be the same object). The imaginary part's sign

@@ -1,9 +1,11 @@
+// Moving transform output out of chunk scratch, completing one-sided r2c spectra on the way.
 #include "buffering/output_reconstruction.hpp"
 
 #include <tbb/parallel_invoke.h>
 
 #include <algorithm>
 
+#include "backend/precision.hpp"
 #include "buffering/copy.hpp"
 #include "buffering/element_functors.hpp"
 #include "buffering/submatrix.hpp"
@@ -49,7 +51,7 @@ void runHalves(bool concurrently, const First& first, const Second& second) {
 
 template <typename E>
 void copyFromOutputBuffer(const E* src, std::size_t n, std::size_t numVectors, E* dst, r2cTag) {
-  const std::size_t h = (n >> 1) + 1;
+  const std::size_t h = oneSidedLength(n);
   const std::size_t m = n - h;
 
   if (src == dst) {
@@ -89,15 +91,16 @@ void copyFromOutputBuffer(const E* src, std::size_t n, std::size_t numVectors, E
 }
 
 template <typename E>
-void copyFromOutputBuffer(const E* src, std::size_t stride, std::size_t n, std::size_t numVectors, E* dst,
+void copyFromOutputBuffer(const E* src, std::size_t n, std::size_t numVectors, StridedOutput<E> destination,
                           r2cTag) {
+  E* const dst = destination.first;
   if (n == 1) {
     std::copy(src, src + numVectors, dst);
     return;
   }
-  const std::size_t h = (n >> 1) + 1;
+  const std::size_t h = oneSidedLength(n);
   const std::size_t m = n - h;
-  const auto dstStride = static_cast<std::ptrdiff_t>(stride);
+  const auto dstStride = static_cast<std::ptrdiff_t>(destination.stride);
   // The mirror walks the source upward from element 1 and the destination downward from element n-1.
   E* const last = dst + static_cast<std::ptrdiff_t>(n - 1) * dstStride;
 
@@ -118,16 +121,34 @@ void copyFromOutputBuffer(const E* src, std::size_t stride, std::size_t n, std::
 }
 
 template <typename E>
-void copyFromOutputBuffer(const E* src, std::size_t stride, std::size_t n, std::size_t numVectors, E* dst) {
-  const auto dstStride = static_cast<std::ptrdiff_t>(stride);
+void copyFromOutputBuffer(const E* src, std::size_t n, std::size_t numVectors, StridedOutput<E> destination) {
+  const auto dstStride = static_cast<std::ptrdiff_t>(destination.stride);
   if (numVectors == 1) {
-    buffering::strided::copy<E, noop>(dst, dstStride, src, n);
+    buffering::strided::copy<E, noop>(destination.first, dstStride, src, n);
   } else {
-    buffering::strided::transpose<E, noop>(dst, dstStride, src, static_cast<std::ptrdiff_t>(n), numVectors,
-                                           n);
+    buffering::strided::transpose<E, noop>(destination.first, dstStride, src, static_cast<std::ptrdiff_t>(n),
+                                           numVectors, n);
   }
 }
 
 }  // namespace tessel_fft
 
-TESSEL_OUTPUT_RECONSTRUCTION_INSTANCES(template)
+#define TESSEL_OUTPUT_RECONSTRUCTION_COMPLETING(E)                                          \
+  template void tessel_fft::copyFromOutputBuffer<E>(const E*, std::size_t, std::size_t, E*, \
+                                                    tessel_fft::r2cTag);                    \
+  template void tessel_fft::copyFromOutputBuffer<E>(const E*, std::size_t, std::size_t,     \
+                                                    tessel_fft::StridedOutput<E>, tessel_fft::r2cTag);
+
+#define TESSEL_OUTPUT_RECONSTRUCTION_PLAIN(E)                                           \
+  template void tessel_fft::copyFromOutputBuffer<E>(const E*, std::size_t, std::size_t, \
+                                                    tessel_fft::StridedOutput<E>);
+
+#define TESSEL_OUTPUT_RECONSTRUCTION_INSTANCES()                \
+  TESSEL_OUTPUT_RECONSTRUCTION_COMPLETING(std::complex<float>)  \
+  TESSEL_OUTPUT_RECONSTRUCTION_COMPLETING(std::complex<double>) \
+  TESSEL_OUTPUT_RECONSTRUCTION_PLAIN(float)                     \
+  TESSEL_OUTPUT_RECONSTRUCTION_PLAIN(double)                    \
+  TESSEL_OUTPUT_RECONSTRUCTION_PLAIN(std::complex<float>)       \
+  TESSEL_OUTPUT_RECONSTRUCTION_PLAIN(std::complex<double>)
+
+TESSEL_OUTPUT_RECONSTRUCTION_INSTANCES()

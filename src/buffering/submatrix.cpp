@@ -1,3 +1,4 @@
+// Submatrix kernels: padding, cutting and spreading the columns of unit-stride batches.
 #include "buffering/submatrix.hpp"
 
 #include <algorithm>
@@ -8,40 +9,48 @@
 namespace tessel_fft::buffering {
 namespace {
 
-struct Budgets {
-  std::size_t copyLimitBytes;
-  std::size_t matrixLimitBytes;
-  std::size_t blockBudgetBytes;
-};
-
-// The contiguous kernels use the limit and step of a contiguous copy, the interleaved one those of a
-// strided gather, since that is how their columns are read.
-constexpr Budgets kContiguousBudgets{1 * kMiB, 1 * kMiB, 256 * kKiB};
-constexpr Budgets kInterleavedBudgets{128 * kKiB, 128 * kKiB, 16 * kKiB};
-
+// The contiguous kernels read their columns as contiguous copies, the interleaved one as strided gathers;
+// each uses that copy's budget for the column copy (limit), for the matrix (limit on maxLd * cols) and
+// for the blocks of columns (step).
 template <typename T>
 using ColumnCopy = void (*)(T* dst, const T* src, std::size_t n);
 
-// The shared skeleton. `columnCopy(dst column, src column, rows)` is chosen once by the caller;
-// `srcColumnPitch` is the distance between source columns in elements.
+// A kernel's column copy in its plain and its parallel form, and the budget that chooses between them.
 template <typename T>
-void forEachColumn(const Budgets& budgets, T* dst, std::size_t dstLd, const T* src, std::size_t srcLd,
-                   std::size_t srcColumnPitch, std::size_t rows, std::size_t cols, bool zeroFill,
-                   ColumnCopy<T> columnCopy) {
+struct ColumnCopies {
+  const Budget& budget;
+  ColumnCopy<T> serial;
+  ColumnCopy<T> parallel;
+};
+
+// A matrix of `cols` columns: column c starts at base + c * pitch.
+template <typename T>
+struct Columns {
+  T* base;
+  std::size_t pitch;
+};
+
+// The shared skeleton: copies the first `rows` elements of each column, then zero fills the rest of the
+// destination column up to dst.pitch if asked. `srcLd` is the source pitch as the caller counts it, which
+// the thresholds compare as it stands, also where it counts other units than the destination's.
+template <typename T>
+void forEachColumn(const ColumnCopies<T>& copies, Columns<T> dst, Columns<const T> src, std::size_t srcLd,
+                   std::size_t rows, std::size_t cols, bool zeroFill) {
+  // Chosen once per call, not per column.
+  const ColumnCopy<T> columnCopy =
+      rows >= copies.budget.template limit<T>() ? copies.parallel : copies.serial;
   auto columns = [=](std::size_t first, std::size_t count) {
     for (std::size_t c = first; c < first + count; ++c) {
-      T* out = dst + c * dstLd;
-      columnCopy(out, src + c * srcColumnPitch, rows);
-      if (zeroFill) std::fill(out + rows, out + dstLd, T{});
+      T* out = dst.base + c * dst.pitch;
+      columnCopy(out, src.base + c * src.pitch, rows);
+      if (zeroFill) std::fill(out + rows, out + dst.pitch, T{});
     }
   };
-  // The pitches are compared as they stand, also where they count different units.
-  const std::size_t maxLd = std::max(srcLd, dstLd);
+  const std::size_t maxLd = std::max(srcLd, dst.pitch);
   // Strictly above the limit: at exactly the limit the columns stay serial, even when each column copy at
   // that length is itself parallel.
-  if (maxLd * cols > elementsInBudget<T>(budgets.matrixLimitBytes)) {
-    const std::size_t columnsPerBlock =
-        std::max<std::size_t>(1, elementsInBudget<T>(budgets.blockBudgetBytes) / maxLd);
+  if (maxLd * cols > copies.budget.template limit<T>()) {
+    const std::size_t columnsPerBlock = std::max<std::size_t>(1, copies.budget.template step<T>() / maxLd);
     detail::forEachBlock(cols, columnsPerBlock, columns);
   } else {
     columns(0, cols);
@@ -65,34 +74,52 @@ namespace contiguous {
 template <typename T>
 void submatrix(T* dst, std::size_t dstLd, const T* src, std::size_t srcLd, std::size_t rows, std::size_t cols,
                bool zeroFill) {
-  const ColumnCopy<T> columnCopy =
-      rows >= elementsInBudget<T>(kContiguousBudgets.copyLimitBytes) ? &tbb_copy<T> : &serial_copy<T>;
-  forEachColumn(kContiguousBudgets, dst, dstLd, src, srcLd, srcLd, rows, cols, zeroFill, columnCopy);
+  forEachColumn<T>({kContiguousBudget, &serial_copy<T>, &tbb_copy<T>}, {dst, dstLd}, {src, srcLd}, srcLd,
+                   rows, cols, zeroFill);
 }
 
 template <typename C>
 void conjugate_submatrix(C* dst, std::size_t dstLd, const C* src, std::size_t srcLd, std::size_t rows,
                          std::size_t cols) {
-  const ColumnCopy<C> columnCopy = rows >= elementsInBudget<C>(kContiguousBudgets.copyLimitBytes)
-                                       ? &tbb_conjugate_copy<C>
-                                       : &serial_conjugate_copy<C>;
-  forEachColumn(kContiguousBudgets, dst, dstLd, src, srcLd, srcLd, rows, cols, false, columnCopy);
+  forEachColumn<C>({kContiguousBudget, &serial_conjugate_copy<C>, &tbb_conjugate_copy<C>}, {dst, dstLd},
+                   {src, srcLd}, srcLd, rows, cols, false);
 }
 
 }  // namespace contiguous
 
 namespace interleaved {
 
+// The source pitch counts complex elements: two T each.
 template <typename T>
 void submatrix(T* dst, std::size_t dstLd, const T* src, std::size_t srcLd, std::size_t rows,
                std::size_t cols) {
-  const ColumnCopy<T> columnCopy = rows >= elementsInBudget<T>(kInterleavedBudgets.copyLimitBytes)
-                                       ? &interleavedParallelGather<T>
-                                       : &interleavedSerialGather<T>;
-  forEachColumn(kInterleavedBudgets, dst, dstLd, src, srcLd, 2 * srcLd, rows, cols, true, columnCopy);
+  forEachColumn<T>({kGatherBudget, &interleavedSerialGather<T>, &interleavedParallelGather<T>}, {dst, dstLd},
+                   {src, 2 * srcLd}, srcLd, rows, cols, true);
 }
 
 }  // namespace interleaved
 }  // namespace tessel_fft::buffering
 
-TESSEL_BUFFERING_SUBMATRIX_INSTANCES(template)
+#define TESSEL_BUFFERING_SUBMATRIX(T)                                                                   \
+  template void tessel_fft::buffering::contiguous::submatrix<T>(T*, std::size_t, const T*, std::size_t, \
+                                                                std::size_t, std::size_t, bool);
+
+#define TESSEL_BUFFERING_CONJUGATE_SUBMATRIX(C)                            \
+  template void tessel_fft::buffering::contiguous::conjugate_submatrix<C>( \
+      C*, std::size_t, const C*, std::size_t, std::size_t, std::size_t);
+
+#define TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(T)                                                        \
+  template void tessel_fft::buffering::interleaved::submatrix<T>(T*, std::size_t, const T*, std::size_t, \
+                                                                 std::size_t, std::size_t);
+
+#define TESSEL_BUFFERING_SUBMATRIX_INSTANCES()               \
+  TESSEL_BUFFERING_SUBMATRIX(float)                          \
+  TESSEL_BUFFERING_SUBMATRIX(double)                         \
+  TESSEL_BUFFERING_SUBMATRIX(std::complex<float>)            \
+  TESSEL_BUFFERING_SUBMATRIX(std::complex<double>)           \
+  TESSEL_BUFFERING_CONJUGATE_SUBMATRIX(std::complex<float>)  \
+  TESSEL_BUFFERING_CONJUGATE_SUBMATRIX(std::complex<double>) \
+  TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(float)              \
+  TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(double)
+
+TESSEL_BUFFERING_SUBMATRIX_INSTANCES()

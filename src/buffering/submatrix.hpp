@@ -48,27 +48,3 @@ void submatrix(T* dst, std::size_t dstLd, const T* src, std::size_t srcLd, std::
 }  // namespace interleaved
 
 }  // namespace tessel_fft::buffering
-
-#define TESSEL_BUFFERING_SUBMATRIX(kind, T)                                                         \
-  kind void tessel_fft::buffering::contiguous::submatrix<T>(T*, std::size_t, const T*, std::size_t, \
-                                                            std::size_t, std::size_t, bool);
-
-#define TESSEL_BUFFERING_CONJUGATE_SUBMATRIX(kind, C)                  \
-  kind void tessel_fft::buffering::contiguous::conjugate_submatrix<C>( \
-      C*, std::size_t, const C*, std::size_t, std::size_t, std::size_t);
-
-#define TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(kind, T)                                              \
-  kind void tessel_fft::buffering::interleaved::submatrix<T>(T*, std::size_t, const T*, std::size_t, \
-                                                             std::size_t, std::size_t);
-
-#define TESSEL_BUFFERING_SUBMATRIX_INSTANCES(kind)                 \
-  TESSEL_BUFFERING_SUBMATRIX(kind, float)                          \
-  TESSEL_BUFFERING_SUBMATRIX(kind, double)                         \
-  TESSEL_BUFFERING_SUBMATRIX(kind, std::complex<float>)            \
-  TESSEL_BUFFERING_SUBMATRIX(kind, std::complex<double>)           \
-  TESSEL_BUFFERING_CONJUGATE_SUBMATRIX(kind, std::complex<float>)  \
-  TESSEL_BUFFERING_CONJUGATE_SUBMATRIX(kind, std::complex<double>) \
-  TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(kind, float)              \
-  TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(kind, double)
-
-TESSEL_BUFFERING_SUBMATRIX_INSTANCES(extern template)

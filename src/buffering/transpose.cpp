@@ -1,82 +1,73 @@
+// Transposing copies: the gathers into and scatters out of chunk scratch of strided batches.
 #include "buffering/transpose.hpp"
 
 #include <algorithm>
 
 #include "buffering/blocks.hpp"
 #include "buffering/copy.hpp"
+#include "buffering/prefetch.hpp"
 
 namespace tessel_fft::buffering {
 namespace {
 
 using detail::forEachBlock;
 
-template <typename T>
-constexpr std::size_t kColumnsStep = elementsInBudget<T>(16 * kKiB);
-template <typename T>
-constexpr std::size_t kRowsStep = elementsInBudget<T>(4 * kKiB);
-// Twice the rows limit, in step with the gather and scatter limits of the copy kernels.
-template <typename T>
-constexpr std::size_t kColumnsLimit = elementsInBudget<T>(128 * kKiB);
-template <typename T>
-constexpr std::size_t kRowsLimit = elementsInBudget<T>(64 * kKiB);
+// How much of a far run the walks below prefetch: its start, after which the hardware follows it.
+constexpr std::size_t kPrefetchRunBytes = 4 * kCacheLineBytes;
 
-// How far ahead of the outer walk the strided side is prefetched. Each step of the outer walk touches one
-// short run at a large stride, a pattern the hardware prefetchers do not follow far enough ahead.
-constexpr std::ptrdiff_t kPrefetchAhead = 32;
-
-// Prefetches the first and the last element of a short run; they usually share a cache line. A read
-// prefetch also for runs about to be written: x86-64 without PRFCHW has no write prefetch, and the
-// compiler drops one silently, while a line fetched for reading is owned exclusively when no other core
-// holds it.
+// The edge of the tiles the walks below cut: one cache line of elements.
 template <typename T>
-inline void prefetchRun(const T* first, std::ptrdiff_t count) {
-  __builtin_prefetch(first, 0, 3);
-  __builtin_prefetch(first + (count - 1), 0, 3);
+constexpr std::ptrdiff_t kTileEdge = sizeof(T) < kCacheLineBytes ? kCacheLineBytes / sizeof(T) : 1;
+
+// Walks outer indices [first, end) in tiles of a line's worth; within a tile every inner index, and for
+// each of those the tile's outer indices: move(outer, inner). The tile's elements on the side where outer
+// indices are adjacent then form one line, written or read at once, while the far runs of the other side
+// are walked side by side along their unit stride. Walking one outer index at a time instead touches one
+// element of each of `inner` lines, and where their distance is a multiple of 4 KiB those lines compete
+// for the same cache set. prefetch(outer) starts the far run of an outer index ahead of the walk, for
+// outer indices of this call's range only, so that no address outside the arrays is formed.
+template <typename T, typename Move, typename Prefetch>
+void walkTiles(std::size_t first, std::size_t end, std::size_t innerCount, const Move& move,
+               const Prefetch& prefetch) {
+  const auto last = static_cast<std::ptrdiff_t>(end);
+  const auto inner = static_cast<std::ptrdiff_t>(innerCount);
+  if (inner == 0) return;
+  for (auto tile = static_cast<std::ptrdiff_t>(first); tile < last; tile += kTileEdge<T>) {
+    const std::ptrdiff_t tileEnd = std::min(tile + kTileEdge<T>, last);
+    const std::ptrdiff_t prefetchEnd = std::min(tileEnd + kPrefetchAheadSteps, last);
+    for (std::ptrdiff_t o = tile + kPrefetchAheadSteps; o < prefetchEnd; ++o) prefetch(o);
+    for (std::ptrdiff_t i = 0; i < inner; ++i) {
+      for (std::ptrdiff_t o = tile; o < tileEnd; ++o) move(o, i);
+    }
+  }
 }
 
-// Columns [firstColumn, endColumn) outside, all rows inside: reads run along a source column with unit
-// stride, writes go down a destination column at dstStride.
+// Columns [firstColumn, endColumn) outside: each destination row receives a line of the tile's columns,
+// while the source columns are read along their unit stride.
 template <typename T, template <typename> class F>
 void columnsOuter(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride,
                   std::size_t firstColumn, std::size_t endColumn, std::size_t rows) {
   const F<T> f;
-  const auto rowCount = static_cast<std::ptrdiff_t>(rows);
-  if (rowCount == 0) return;
-  const auto end = static_cast<std::ptrdiff_t>(endColumn);
-  auto column = [&](std::ptrdiff_t c) {
-    const T* in = src + c * srcStride;
-    T* out = dst + c;
-    for (std::ptrdiff_t r = 0; r < rowCount; ++r) f(out[r * dstStride], in[r]);
-  };
-  auto c = static_cast<std::ptrdiff_t>(firstColumn);
-  // Only prefetch columns of this call's range, so that no address outside the source is formed.
-  for (; c + kPrefetchAhead < end; ++c) {
-    prefetchRun(src + (c + kPrefetchAhead) * srcStride, rowCount);
-    column(c);
-  }
-  for (; c < end; ++c) column(c);
+  walkTiles<T>(
+      firstColumn, endColumn, rows,
+      [&](std::ptrdiff_t c, std::ptrdiff_t r) { f(dst[r * dstStride + c], src[c * srcStride + r]); },
+      [&](std::ptrdiff_t c) {
+        prefetchForRead(src + c * srcStride, std::min(rows * sizeof(T), kPrefetchRunBytes));
+      });
 }
 
-// Rows [firstRow, endRow) outside, all columns inside: writes run along a destination row with unit
-// stride, reads go across the source columns at srcStride.
+// Rows [firstRow, endRow) outside: each source column gives a line of the tile's rows, while the
+// destination rows are written along their unit stride.
 template <typename T, template <typename> class F>
 void rowsOuter(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride, std::size_t firstRow,
                std::size_t endRow, std::size_t cols) {
   const F<T> f;
-  const auto columnCount = static_cast<std::ptrdiff_t>(cols);
-  if (columnCount == 0) return;
-  const auto end = static_cast<std::ptrdiff_t>(endRow);
-  auto row = [&](std::ptrdiff_t r) {
-    T* out = dst + r * dstStride;
-    const T* in = src + r;
-    for (std::ptrdiff_t c = 0; c < columnCount; ++c) f(out[c], in[c * srcStride]);
-  };
-  auto r = static_cast<std::ptrdiff_t>(firstRow);
-  for (; r + kPrefetchAhead < end; ++r) {
-    prefetchRun(dst + (r + kPrefetchAhead) * dstStride, columnCount);
-    row(r);
-  }
-  for (; r < end; ++r) row(r);
+  walkTiles<T>(
+      firstRow, endRow, cols,
+      [&](std::ptrdiff_t r, std::ptrdiff_t c) { f(dst[r * dstStride + c], src[c * srcStride + r]); },
+      [&](std::ptrdiff_t r) {
+        prefetchForRead(dst + r * dstStride, std::min(cols * sizeof(T), kPrefetchRunBytes));
+      });
 }
 
 // One inner walk of interleaved::transpose: d[i*dstStep] = s[i*srcStep] for i in [0, n).
@@ -111,11 +102,11 @@ void tbb_transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_
                    std::size_t rows) {
   // The longer axis is the parallel one, so that the inner walk is the shorter one.
   if (rows < cols) {
-    forEachBlock(cols, kColumnsStep<T>, [=](std::size_t first, std::size_t count) {
+    forEachBlock(cols, kGatherBudget.step<T>(), [=](std::size_t first, std::size_t count) {
       columnsOuter<T, F>(dst, dstStride, src, srcStride, first, first + count, rows);
     });
   } else {
-    forEachBlock(rows, kRowsStep<T>, [=](std::size_t first, std::size_t count) {
+    forEachBlock(rows, kScatterBudget.step<T>(), [=](std::size_t first, std::size_t count) {
       rowsOuter<T, F>(dst, dstStride, src, srcStride, first, first + count, cols);
     });
   }
@@ -124,11 +115,33 @@ void tbb_transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_
 template <typename T, template <typename> class F>
 void transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride, std::size_t cols,
                std::size_t rows) {
-  if (rows < cols ? cols >= kColumnsLimit<T> : rows >= kRowsLimit<T>) {
+  if (rows < cols ? cols >= kGatherBudget.limit<T>() : rows >= kScatterBudget.limit<T>()) {
     tbb_transpose<T, F>(dst, dstStride, src, srcStride, cols, rows);
   } else {
     serial_transpose<T, F>(dst, dstStride, src, srcStride, cols, rows);
   }
+}
+
+template <typename T>
+void gather_rows(T* const* rows, const T* src, std::ptrdiff_t srcStride, std::size_t cols,
+                 std::size_t rowCount) {
+  const noop<T> f;
+  walkTiles<T>(
+      0, cols, rowCount, [&](std::ptrdiff_t c, std::ptrdiff_t r) { f(rows[r][c], src[c * srcStride + r]); },
+      [&](std::ptrdiff_t c) {
+        prefetchForRead(src + c * srcStride, std::min(rowCount * sizeof(T), kPrefetchRunBytes));
+      });
+}
+
+template <typename T>
+void scatter_columns(T* dst, std::ptrdiff_t dstStride, const T* const* columns, std::size_t cols,
+                     std::size_t rows) {
+  const noop<T> f;
+  walkTiles<T>(
+      0, rows, cols, [&](std::ptrdiff_t r, std::ptrdiff_t c) { f(dst[r * dstStride + c], columns[c][r]); },
+      [&](std::ptrdiff_t r) {
+        prefetchForRead(dst + r * dstStride, std::min(cols * sizeof(T), kPrefetchRunBytes));
+      });
 }
 
 }  // namespace strided
@@ -138,10 +151,12 @@ namespace interleaved {
 template <typename T>
 void transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride, std::size_t cols,
                std::size_t rows, bool fromInterleaved) {
-  constexpr std::size_t columnLimit = elementsInBudget<T>(64 * kKiB);
-  constexpr unsigned columnShift = log2ElementsInBudget<T>(4 * kKiB);
-  const std::size_t rowLimit = elementsInBudget<T>((fromInterleaved ? 128 : 64) * kKiB);
-  const unsigned rowShift = log2ElementsInBudget<T>((fromInterleaved ? 16 : 4) * kKiB);
+  // Columns outer write across the interleaved side; rows outer read across it when it is the source.
+  constexpr std::size_t columnLimit = kScatterBudget.limit<T>();
+  constexpr unsigned columnShift = log2ElementsInBudget<T>(kScatterBudget.stepBytes);
+  const Budget& rowBudget = fromInterleaved ? kGatherBudget : kScatterBudget;
+  const std::size_t rowLimit = elementsInBudget<T>(rowBudget.limitBytes);
+  const unsigned rowShift = log2ElementsInBudget<T>(rowBudget.stepBytes);
 
   const std::ptrdiff_t dstUnit = fromInterleaved ? 1 : 2;
   const std::ptrdiff_t srcUnit = fromInterleaved ? 2 : 1;
@@ -178,4 +193,34 @@ void transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t sr
 }  // namespace interleaved
 }  // namespace tessel_fft::buffering
 
-TESSEL_BUFFERING_TRANSPOSE_INSTANCES(template)
+#define TESSEL_BUFFERING_STRIDED_TRANSPOSE(T, F)                                              \
+  template void tessel_fft::buffering::strided::serial_transpose<T, F>(                       \
+      T*, std::ptrdiff_t, const T*, std::ptrdiff_t, std::size_t, std::size_t);                \
+  template void tessel_fft::buffering::strided::tbb_transpose<T, F>(                          \
+      T*, std::ptrdiff_t, const T*, std::ptrdiff_t, std::size_t, std::size_t);                \
+  template void tessel_fft::buffering::strided::transpose<T, F>(T*, std::ptrdiff_t, const T*, \
+                                                                std::ptrdiff_t, std::size_t, std::size_t);
+
+#define TESSEL_BUFFERING_VECTOR_LISTS(T)                                                                \
+  template void tessel_fft::buffering::strided::gather_rows<T>(T* const*, const T*, std::ptrdiff_t,     \
+                                                               std::size_t, std::size_t);               \
+  template void tessel_fft::buffering::strided::scatter_columns<T>(T*, std::ptrdiff_t, const T* const*, \
+                                                                   std::size_t, std::size_t);
+
+#define TESSEL_BUFFERING_TRANSPOSE_INSTANCES()                                               \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(float, tessel_fft::buffering::noop)                     \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(double, tessel_fft::buffering::noop)                    \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(std::complex<float>, tessel_fft::buffering::noop)       \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(std::complex<double>, tessel_fft::buffering::noop)      \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(std::complex<float>, tessel_fft::buffering::conjugate)  \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(std::complex<double>, tessel_fft::buffering::conjugate) \
+  template void tessel_fft::buffering::interleaved::transpose<float>(                        \
+      float*, std::ptrdiff_t, const float*, std::ptrdiff_t, std::size_t, std::size_t, bool); \
+  template void tessel_fft::buffering::interleaved::transpose<double>(                       \
+      double*, std::ptrdiff_t, const double*, std::ptrdiff_t, std::size_t, std::size_t, bool);
+
+TESSEL_BUFFERING_TRANSPOSE_INSTANCES()
+TESSEL_BUFFERING_VECTOR_LISTS(float)
+TESSEL_BUFFERING_VECTOR_LISTS(double)
+TESSEL_BUFFERING_VECTOR_LISTS(std::complex<float>)
+TESSEL_BUFFERING_VECTOR_LISTS(std::complex<double>)

@@ -33,6 +33,17 @@ template <typename T, template <typename> class F = noop>
 void transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride, std::size_t cols,
                std::size_t rows);
 
+// The same move between a matrix and a list of vectors that may lie at any distances from each other, as
+// the chunks of a group do in scratch: gather_rows writes rows[r][c] = src[c*srcStride + r] and
+// scatter_columns writes dst[r*dstStride + c] = columns[c][r], for r < rows and c < cols. Serial: callers
+// run them inside their own tasks.
+template <typename T>
+void gather_rows(T* const* rows, const T* src, std::ptrdiff_t srcStride, std::size_t cols,
+                 std::size_t rowCount);
+template <typename T>
+void scatter_columns(T* dst, std::ptrdiff_t dstStride, const T* const* columns, std::size_t cols,
+                     std::size_t rows);
+
 }  // namespace strided
 
 namespace interleaved {
@@ -49,25 +60,3 @@ void transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t sr
 }  // namespace interleaved
 
 }  // namespace tessel_fft::buffering
-
-#define TESSEL_BUFFERING_STRIDED_TRANSPOSE(kind, T, F)                                                     \
-  kind void tessel_fft::buffering::strided::serial_transpose<T, F>(                                        \
-      T*, std::ptrdiff_t, const T*, std::ptrdiff_t, std::size_t, std::size_t);                             \
-  kind void tessel_fft::buffering::strided::tbb_transpose<T, F>(T*, std::ptrdiff_t, const T*,              \
-                                                                std::ptrdiff_t, std::size_t, std::size_t); \
-  kind void tessel_fft::buffering::strided::transpose<T, F>(T*, std::ptrdiff_t, const T*, std::ptrdiff_t,  \
-                                                            std::size_t, std::size_t);
-
-#define TESSEL_BUFFERING_TRANSPOSE_INSTANCES(kind)                                                 \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(kind, float, tessel_fft::buffering::noop)                     \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(kind, double, tessel_fft::buffering::noop)                    \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(kind, std::complex<float>, tessel_fft::buffering::noop)       \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(kind, std::complex<double>, tessel_fft::buffering::noop)      \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(kind, std::complex<float>, tessel_fft::buffering::conjugate)  \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(kind, std::complex<double>, tessel_fft::buffering::conjugate) \
-  kind void tessel_fft::buffering::interleaved::transpose<float>(                                  \
-      float*, std::ptrdiff_t, const float*, std::ptrdiff_t, std::size_t, std::size_t, bool);       \
-  kind void tessel_fft::buffering::interleaved::transpose<double>(                                 \
-      double*, std::ptrdiff_t, const double*, std::ptrdiff_t, std::size_t, std::size_t, bool);
-
-TESSEL_BUFFERING_TRANSPOSE_INSTANCES(extern template)

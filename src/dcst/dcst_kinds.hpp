@@ -1,3 +1,4 @@
+// The eight cosine/sine kinds: FFTW's r2r kind and the divisor of an inverse call.
 #pragma once
 
 #include <fftw3.h>
@@ -26,3 +27,6 @@ constexpr std::uint64_t dcstDivisor(std::uint64_t n) {
 }
 
 }  // namespace tessel_fft
+
+// X(Kind) for each of the eight kinds, for the lists of instantiations.
+#define TESSEL_FOR_EACH_DCST_KIND(X) X(0) X(1) X(2) X(3) X(4) X(5) X(6) X(7)

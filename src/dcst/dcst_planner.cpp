@@ -1,3 +1,4 @@
+// Plans of the cosine/sine family: guru64 r2r plans through the shared sequence of attempts.
 #include "dcst/dcst_planner.hpp"
 
 #include <cstddef>
@@ -12,7 +13,7 @@ namespace tessel_fft {
 template <typename T, int Kind>
 bool DCSTPlanner<T, Kind>::getPlan(std::uint64_t n, std::uint64_t howmany, T* in, T* out, int direction,
                                    Plan& plan) const {
-  const fftwPlanKey key = makePlanKey(kDCSTKeyLayout, n, 1, howmany, direction, in, out, *context_);
+  const fftwPlanKey key = makePlanKey(kDCSTKeyLayout, n, 1, howmany, direction, in, out, *this->context_);
   // Both sides of an r2r transform have n points per vector, so the distances are n for every kind.
   const fftw_iodim64 dims{static_cast<std::ptrdiff_t>(n), 1, 1};
   const fftw_iodim64 howmanyDims{static_cast<std::ptrdiff_t>(howmany), static_cast<std::ptrdiff_t>(n),
@@ -22,24 +23,13 @@ bool DCSTPlanner<T, Kind>::getPlan(std::uint64_t n, std::uint64_t howmany, T* in
   const auto planOn = [&](T* input, unsigned flags) {
     return fftwApi::getInstance().plan(1, &dims, 1, &howmanyDims, input, out, kind, flags);
   };
-  return acquirePlan<T>(*context_, cache_, key, n, n * howmany * sizeof(T), in, out, planOn, plan);
+  return acquirePlan<T>(*this->context_, this->cache_, key, n, n * howmany * sizeof(T), in, out, planOn,
+                        plan);
 }
 
-template class DCSTPlanner<float, 0>;
-template class DCSTPlanner<float, 1>;
-template class DCSTPlanner<float, 2>;
-template class DCSTPlanner<float, 3>;
-template class DCSTPlanner<float, 4>;
-template class DCSTPlanner<float, 5>;
-template class DCSTPlanner<float, 6>;
-template class DCSTPlanner<float, 7>;
-template class DCSTPlanner<double, 0>;
-template class DCSTPlanner<double, 1>;
-template class DCSTPlanner<double, 2>;
-template class DCSTPlanner<double, 3>;
-template class DCSTPlanner<double, 4>;
-template class DCSTPlanner<double, 5>;
-template class DCSTPlanner<double, 6>;
-template class DCSTPlanner<double, 7>;
+#define TESSEL_DCST_PLANNER(Kind)          \
+  template class DCSTPlanner<float, Kind>; \
+  template class DCSTPlanner<double, Kind>;
+TESSEL_FOR_EACH_DCST_KIND(TESSEL_DCST_PLANNER)
 
 }  // namespace tessel_fft

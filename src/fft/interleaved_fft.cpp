@@ -1,8 +1,11 @@
+// The FFT entries on FFTW's own interleaved layout: plan, execute, complete an r2c spectrum.
 #include <complex>
 
+#include "backend/errors.hpp"
 #include "backend/precision.hpp"
 #include "fft/hermitian_completion.hpp"
 #include "plans/fft_planner.hpp"
+#include "plans/owned_plan.hpp"
 #include "tessel_fft/fftw_api.hpp"
 #include "tessel_fft/interleaved.hpp"
 
@@ -16,19 +19,13 @@ template <typename T, int Kind, typename Acquire, typename Complete>
 void runInterleaved(typename interleavedElements<T, Kind>::In* in,
                     typename interleavedElements<T, Kind>::Out* out, bool planOnly, Acquire acquire,
                     Complete complete) {
-  fftwPlan<T> plan = nullptr;
-  const bool ownsPlan = acquire(plan);
-  const fftwApi& api = fftwApi::getInstance();
-  struct PlanRelease {
-    const fftwApi& api;
-    bool owns;
-    fftwPlan<T>& plan;
-    ~PlanRelease() {
-      if (owns) api.destroyPlan(plan);
-    }
-  } release{api, ownsPlan, plan};
+  OwnedPlan<fftwPlan<T>> plan;
+  plan.acquire(acquire);
   if (planOnly) return;
-  api.execute(plan, in, out);
+  // FFTW answers some in-place layouts with no plan (r2c and c2r of one point with more than one
+  // vector); executing that would crash.
+  if (plan.get() == nullptr) throwAssertionFailure();
+  fftwApi::getInstance().execute(plan.get(), in, out);
   if constexpr (Kind == r2c) complete(reinterpret_cast<std::complex<T>*>(out));
 }
 
@@ -43,7 +40,9 @@ void interleavedFFT1D(const fftwContext& context, fftwPlanCacheInterface<T, Kind
   const FFTPlanner<T, Kind> planner(&context, cache);
   runInterleaved<T, Kind>(
       in, out, planOnly, [&](fftwPlan<T>& plan) { return planner.getPlan(n, howmany, in, out, sign, plan); },
-      [&](std::complex<T>* spectrum) { completeHermitian1D(spectrum, n, howmany); });
+      [&](std::complex<T>* spectrum) {
+        completeHermitian1D(spectrum, n, howmany, context.getNumThreads() > 1);
+      });
 }
 
 template <typename T, int Kind>
@@ -55,56 +54,13 @@ void interleavedFFT2D(const fftwContext& context, fftwPlanCacheInterface<T, Kind
   const FFTPlanner<T, Kind> planner(&context, cache);
   runInterleaved<T, Kind>(
       in, out, planOnly, [&](fftwPlan<T>& plan) { return planner.getPlan2D(n0, n1, in, out, sign, plan); },
-      [&](std::complex<T>* spectrum) { completeHermitian2D(spectrum, n0, n1); });
+      [&](std::complex<T>* spectrum) { completeHermitian2D(spectrum, n0, n1, context.getNumThreads() > 1); });
 }
 
-template TESSEL_FFT_API void interleavedFFT1D<float, r2c>(const fftwContext&,
-                                                          fftwPlanCacheInterface<float, r2c, fftwPlanKey>*,
-                                                          float*, float (*)[2], std::uint64_t, std::uint64_t,
-                                                          int, bool);
-template TESSEL_FFT_API void interleavedFFT1D<float, c2r>(const fftwContext&,
-                                                          fftwPlanCacheInterface<float, c2r, fftwPlanKey>*,
-                                                          float (*)[2], float*, std::uint64_t, std::uint64_t,
-                                                          int, bool);
-template TESSEL_FFT_API void interleavedFFT1D<float, c2c>(const fftwContext&,
-                                                          fftwPlanCacheInterface<float, c2c, fftwPlanKey>*,
-                                                          float (*)[2], float (*)[2], std::uint64_t,
-                                                          std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT1D<double, r2c>(const fftwContext&,
-                                                           fftwPlanCacheInterface<double, r2c, fftwPlanKey>*,
-                                                           double*, double (*)[2], std::uint64_t,
-                                                           std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT1D<double, c2r>(const fftwContext&,
-                                                           fftwPlanCacheInterface<double, c2r, fftwPlanKey>*,
-                                                           double (*)[2], double*, std::uint64_t,
-                                                           std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT1D<double, c2c>(const fftwContext&,
-                                                           fftwPlanCacheInterface<double, c2c, fftwPlanKey>*,
-                                                           double (*)[2], double (*)[2], std::uint64_t,
-                                                           std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT2D<float, r2c>(const fftwContext&,
-                                                          fftwPlanCacheInterface<float, r2c, fftwPlanKey>*,
-                                                          float*, float (*)[2], std::uint64_t, std::uint64_t,
-                                                          int, bool);
-template TESSEL_FFT_API void interleavedFFT2D<float, c2r>(const fftwContext&,
-                                                          fftwPlanCacheInterface<float, c2r, fftwPlanKey>*,
-                                                          float (*)[2], float*, std::uint64_t, std::uint64_t,
-                                                          int, bool);
-template TESSEL_FFT_API void interleavedFFT2D<float, c2c>(const fftwContext&,
-                                                          fftwPlanCacheInterface<float, c2c, fftwPlanKey>*,
-                                                          float (*)[2], float (*)[2], std::uint64_t,
-                                                          std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT2D<double, r2c>(const fftwContext&,
-                                                           fftwPlanCacheInterface<double, r2c, fftwPlanKey>*,
-                                                           double*, double (*)[2], std::uint64_t,
-                                                           std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT2D<double, c2r>(const fftwContext&,
-                                                           fftwPlanCacheInterface<double, c2r, fftwPlanKey>*,
-                                                           double (*)[2], double*, std::uint64_t,
-                                                           std::uint64_t, int, bool);
-template TESSEL_FFT_API void interleavedFFT2D<double, c2c>(const fftwContext&,
-                                                           fftwPlanCacheInterface<double, c2c, fftwPlanKey>*,
-                                                           double (*)[2], double (*)[2], std::uint64_t,
-                                                           std::uint64_t, int, bool);
+#define TESSEL_INTERLEAVED_FFT(T, Kind)                                                  \
+  template TESSEL_FFT_API decltype(interleavedFFT1D<T, Kind>) interleavedFFT1D<T, Kind>; \
+  template TESSEL_FFT_API decltype(interleavedFFT2D<T, Kind>) interleavedFFT2D<T, Kind>;
+
+TESSEL_FOR_EACH_FFT_TYPE(TESSEL_INTERLEAVED_FFT)
 
 }  // namespace tessel_fft

@@ -1,6 +1,7 @@
+// The N-D driver's own plan cache.
 #pragma once
 
-#include "tessel_fft/fftw_api.hpp"
+#include "plans/owned_plan.hpp"
 #include "tessel_fft/plan_cache.hpp"
 
 namespace tessel_fft {
@@ -15,42 +16,28 @@ namespace tessel_fft {
 // drivers share, the displaced plan is kept (not looked up) until the cache dies. One such slot is
 // enough because one run asks for at most two plans; a third insert destroys the plan displaced two
 // inserts ago. Every plan is destroyed by the cache, and the cache dies with the dimension's step, so
-// no plan outlives the dimension. Used on one thread; not copyable.
+// no plan outlives the dimension. Used on one thread; move-only like the plans it holds.
 template <typename R, int Kind>
 class dcstSinglePlan : public dcstPlanCacheInterface<R, Kind> {
  public:
   using Plan = typename dcstPlanCacheInterface<R, Kind>::Plan;
 
-  dcstSinglePlan() = default;
-  dcstSinglePlan(const dcstSinglePlan&) = delete;
-  dcstSinglePlan& operator=(const dcstSinglePlan&) = delete;
-
-  ~dcstSinglePlan() override {
-    const fftwApi& api = fftwApi::getInstance();
-    // FFTW ignores null plans.
-    api.destroyPlan(heldPlan);
-    heldPlan = nullptr;
-    api.destroyPlan(retiredPlan);
-    retiredPlan = nullptr;
-  }
-
   // Always takes `plan`. An equal key changes nothing: the plan held is the one that lookupPlan gave.
   bool insertPlan(const fftwPlanKey& key, Plan& plan) override {
     if (key == singlePlanKey) return true;
-    fftwApi::getInstance().destroyPlan(retiredPlan);
-    retiredPlan = heldPlan;
+    retiredPlan = std::move(heldPlan);
+    heldPlan = OwnedPlan<Plan>(plan, true);
     singlePlanKey = key;
-    heldPlan = plan;
     return true;
   }
 
-  Plan lookupPlan(const fftwPlanKey& key) override { return key == singlePlanKey ? heldPlan : nullptr; }
+  Plan lookupPlan(const fftwPlanKey& key) override { return key == singlePlanKey ? heldPlan.get() : nullptr; }
 
  private:
-  Plan heldPlan = nullptr;
+  OwnedPlan<Plan> heldPlan;
   fftwPlanKey singlePlanKey{0, 0, 0, 0};
   // The plan that heldPlan displaced, kept alive for the run that may still execute it.
-  Plan retiredPlan = nullptr;
+  OwnedPlan<Plan> retiredPlan;
 };
 
 }  // namespace tessel_fft

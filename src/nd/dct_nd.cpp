@@ -1,11 +1,12 @@
+// The N-D DCT-II and its inverse, one dimension at a time through the cosine/sine driver.
 #include "tessel_fft/dct_nd.hpp"
 
+#include <cmath>
 #include <complex>
 #include <cstdint>
 
-#include "nd/apply_scaling.hpp"
+#include "dcst/dcst_batch.hpp"
 #include "nd/dcst_single_plan.hpp"
-#include "tessel_fft/dcst.hpp"
 #include "tessel_fft/fftw_context.hpp"
 
 namespace tessel_fft {
@@ -31,36 +32,41 @@ struct ElementParts<std::complex<R>> {
 constexpr int kDCTII = 1;
 constexpr int kDCTIII = 2;
 
+// The orthonormal factors of one dimension of extent n. FFTW's REDFT10 is 2 sum x cos(...), so the
+// orthonormal DCT-II divides coefficient 0 by sqrt(4n) and the others by sqrt(2n), after the transform.
+// REDFT01 weighs its first input by 1 and the others by 2, so dividing its input by sqrt(n) and sqrt(2n)
+// before the transform makes it the inverse of that, with no further division. The products are formed
+// in 64 bits and only then converted, so float factors are single precision.
+template <typename R>
+EdgeDivisors<R> orthonormalDivisors(std::uint64_t n, int direction) {
+  const bool forward = direction == -1;
+  return {std::sqrt(static_cast<R>(forward ? 4 * n : n)), std::sqrt(static_cast<R>(2 * n)), !forward};
+}
+
 // One dimension of extent n at element distance `stride` of an array of `total` elements, from `src`
 // to `out` (which may be the same array): DCT-II for `direction` -1, its inverse (DCT-III divided by
 // 2n, or orthonormal) otherwise. Plans by estimate on one thread, through a cache of its own that
 // dies with this step together with every plan of the step.
 template <typename E>
 void dctIIStep(const E* src, E* out, std::uint64_t total, std::uint64_t stride, std::uint64_t n,
-               int direction, bool orthonormal) {
+               int direction, bool orthonormal, bool lastDimension) {
   using Parts = ElementParts<E>;
   using R = typename Parts::Real;
   // Constants: no N-D call measures, runs FFTW threads or goes pooled.
   fftwContext context(1, FFTW_ESTIMATE, fftwContext::EMBED_COMPACT, true);
-  context.setChunkSize(4);
-  const std::uint64_t numVectors = total / n;
+  const BatchShape shape{stride, n, n, total / n};
+  const EdgeDivisors<R> divisors = orthonormalDivisors<R>(n, direction);
+  const DCSTPass<R> pass{orthonormal ? &divisors : nullptr, !lastDimension};
   if (direction == 1) {
-    int handedDirection = direction;
-    if (orthonormal) {
-      apply_scaling(out, src, stride, total, n, 1);
-      src = out;
-      // The prescaled input makes REDFT01 the orthonormal inverse; no division follows.
-      handedDirection = -1;
-    }
+    // The prescaled input makes REDFT01 the orthonormal inverse; no division by 2n follows.
     dcstSinglePlan<R, kDCTIII> cache;
-    quillDCST1D<R, kDCTIII>(context, &cache, Parts::real(src), Parts::real(out), stride, n, n, numVectors,
-                            handedDirection, Parts::isComplex);
-    return;
+    runDCSTBatch<R, kDCTIII>(context, &cache, Parts::real(src), Parts::real(out), shape,
+                             orthonormal ? -1 : direction, Parts::isComplex, pass);
+  } else {
+    dcstSinglePlan<R, kDCTII> cache;
+    runDCSTBatch<R, kDCTII>(context, &cache, Parts::real(src), Parts::real(out), shape, direction,
+                            Parts::isComplex, pass);
   }
-  dcstSinglePlan<R, kDCTII> cache;
-  quillDCST1D<R, kDCTII>(context, &cache, Parts::real(src), Parts::real(out), stride, n, n, numVectors,
-                         direction, Parts::isComplex);
-  if (orthonormal) apply_scaling(out, out, stride, total, n, direction);
 }
 
 // Every dimension in ascending order, for both directions: the first reads `in`, the others work on
@@ -74,7 +80,7 @@ void dctIIAllDimensions(const E* in, E* out, const std::uint64_t* dims, std::uin
   std::uint64_t stride = 1;
   const E* src = in;
   for (std::uint64_t d = 0; d < ndims; ++d) {
-    dctIIStep(src, out, total, stride, dims[d], direction, orthonormal);
+    dctIIStep(src, out, total, stride, dims[d], direction, orthonormal, d + 1 == ndims);
     stride *= dims[d];
     src = out;
   }
@@ -92,20 +98,13 @@ void idctIIND(const E* in, E* out, const std::uint64_t* dims, std::uint64_t ndim
   dctIIAllDimensions(in, out, dims, ndims, 1, orthonormal);
 }
 
-template TESSEL_FFT_API void dctIIND<float>(const float*, float*, const std::uint64_t*, std::uint64_t, bool);
-template TESSEL_FFT_API void dctIIND<double>(const double*, double*, const std::uint64_t*, std::uint64_t,
-                                             bool);
-template TESSEL_FFT_API void dctIIND<std::complex<float>>(const std::complex<float>*, std::complex<float>*,
-                                                          const std::uint64_t*, std::uint64_t, bool);
-template TESSEL_FFT_API void dctIIND<std::complex<double>>(const std::complex<double>*, std::complex<double>*,
-                                                           const std::uint64_t*, std::uint64_t, bool);
-template TESSEL_FFT_API void idctIIND<float>(const float*, float*, const std::uint64_t*, std::uint64_t, bool);
-template TESSEL_FFT_API void idctIIND<double>(const double*, double*, const std::uint64_t*, std::uint64_t,
-                                              bool);
-template TESSEL_FFT_API void idctIIND<std::complex<float>>(const std::complex<float>*, std::complex<float>*,
-                                                           const std::uint64_t*, std::uint64_t, bool);
-template TESSEL_FFT_API void idctIIND<std::complex<double>>(const std::complex<double>*,
-                                                            std::complex<double>*, const std::uint64_t*,
-                                                            std::uint64_t, bool);
+#define TESSEL_DCT_ND(E)                                   \
+  template TESSEL_FFT_API decltype(dctIIND<E>) dctIIND<E>; \
+  template TESSEL_FFT_API decltype(idctIIND<E>) idctIIND<E>;
+
+TESSEL_DCT_ND(float)
+TESSEL_DCT_ND(double)
+TESSEL_DCT_ND(std::complex<float>)
+TESSEL_DCT_ND(std::complex<double>)
 
 }  // namespace tessel_fft

@@ -1,3 +1,4 @@
+// The sequence of attempts by which every family gets a plan.
 #pragma once
 
 #include <fftw3.h>
@@ -5,6 +6,7 @@
 #include <cstdint>
 
 #include "backend/aligned_scratch.hpp"
+#include "backend/planner_threads.hpp"
 #include "plans/plan_key.hpp"
 #include "tessel_fft/fftw_api.hpp"
 #include "tessel_fft/fftw_context.hpp"
@@ -30,8 +32,7 @@ bool acquirePlan(const fftwContext& context, Cache* cache, const fftwPlanKey& ke
     plan = cache->lookupPlan(key);
     if (plan != nullptr) return false;
   }
-  const fftwApi& api = fftwApi::getInstance();
-  api.planWithThreads<T>(static_cast<int>(static_cast<std::uint32_t>(context.getNumThreads())));
+  planWithThreads<T>(static_cast<int>(static_cast<std::uint32_t>(context.getNumThreads())));
   const unsigned strategy = context.getPlanStrategy(strategySize);
   if (context.mayOverwrite() || static_cast<const void*>(in) == out || strategy == FFTW_ESTIMATE) {
     plan = planOn(in, strategy);
@@ -39,8 +40,7 @@ bool acquirePlan(const fftwContext& context, Cache* cache, const fftwPlanKey& ke
     plan = planOn(in, strategy | FFTW_WISDOM_ONLY);
     if (plan == nullptr) {
       AlignedScratch scratch(scratchBytes, addressResidue(in));
-      In* substitute = static_cast<In*>(scratch.get());
-      plan = substitute != nullptr ? planOn(substitute, strategy) : planOn(in, FFTW_ESTIMATE);
+      plan = planOn(static_cast<In*>(scratch.get()), strategy);
     }
   }
   if (plan == nullptr || cache == nullptr) return true;

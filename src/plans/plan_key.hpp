@@ -1,7 +1,9 @@
+// Plan keys: which problem a cached plan may be reused for.
 #pragma once
 
 #include <cstdint>
 
+#include "backend/aligned_scratch.hpp"
 #include "tessel_fft/fftw_context.hpp"
 #include "tessel_fft/plan_cache.hpp"
 
@@ -20,10 +22,6 @@ struct PlanKeyLayout {
 
 inline constexpr PlanKeyLayout kFFTKeyLayout{0, 8, 16, 20, 24, 28};
 inline constexpr PlanKeyLayout kDCSTKeyLayout{0, 4, 8, 12, 16, 28};
-
-inline std::uint64_t addressResidue(const void* address) {
-  return static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(address) & 15u);
-}
 
 // The key of a problem: sizes as given, flags packed by `layout`. Note the deliberate asymmetry: the
 // embed bit tests the style for equality with EMBED_FULL_LENGTH, while plan distances test it for

@@ -1,10 +1,10 @@
 #pragma once
 
-// Failure injection for the library's allocations. The test executable defines scalable_malloc,
-// scalable_free and fftw_malloc itself, so the library's calls land here: blocks come from malloc (so
-// the sanitizers see them), live blocks are counted, and a armed countdown makes chosen calls fail.
+// Failure injection for the library's allocations, through the executable's own allocators
+// (allocation_overrides.cpp).
 
-#include <cstdint>
+#include <stdexcept>
+#include <string>
 
 namespace tessel_test {
 
@@ -24,5 +24,16 @@ class FailAllocations {
   // How many allocations were refused.
   long failures() const;
 };
+
+// The text of the std::runtime_error that `call` throws, or "" if it returns normally.
+template <typename Call>
+std::string errorText(Call call) {
+  try {
+    call();
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+  return "";
+}
 
 }  // namespace tessel_test

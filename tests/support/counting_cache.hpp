@@ -1,23 +1,16 @@
 #pragma once
 
-// A host-style plan cache for tests: keeps every plan it accepts, counts calls, records keys, and
-// destroys its plans when it dies. `acceptInserts` false makes it refuse every plan.
+// A host-style plan cache for tests: counts calls and records keys, and stores accepted plans in the
+// library's sharedPlanCache, which destroys them when it dies. `acceptInserts` false makes it refuse
+// every plan.
 
-#include <map>
 #include <mutex>
-#include <tuple>
 #include <vector>
 
-#include "tessel_fft/fftw_api.hpp"
 #include "tessel_fft/plan_cache.hpp"
+#include "tessel_fft/ready_caches.hpp"
 
 namespace tessel_test {
-
-struct KeyLess {
-  bool operator()(const tessel_fft::fftwPlanKey& a, const tessel_fft::fftwPlanKey& b) const {
-    return std::tie(a.size0, a.rank, a.size1, a.flags) < std::tie(b.size0, b.rank, b.size1, b.flags);
-  }
-};
 
 template <typename Base>
 class CountingCache : public Base {
@@ -25,27 +18,23 @@ class CountingCache : public Base {
   using Plan = typename Base::Plan;
 
   explicit CountingCache(bool acceptInserts = true) : acceptInserts_(acceptInserts) {}
-  ~CountingCache() override {
-    for (auto& entry : plans_) tessel_fft::fftwApi::getInstance().destroyPlan(entry.second);
-  }
 
   bool insertPlan(const tessel_fft::fftwPlanKey& key, Plan& plan) override {
-    std::lock_guard<std::mutex> lock(mutex_);
-    ++inserts;
-    insertedKeys.push_back(key);
-    if (!acceptInserts_ || plans_.count(key) != 0) return false;
-    plans_[key] = plan;
-    return true;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      ++inserts;
+      insertedKeys.push_back(key);
+    }
+    return acceptInserts_ && plans_.insertPlan(key, plan);
   }
 
   Plan lookupPlan(const tessel_fft::fftwPlanKey& key) override {
+    const Plan plan = plans_.lookupPlan(key);
     std::lock_guard<std::mutex> lock(mutex_);
     ++lookups;
     lookedUpKeys.push_back(key);
-    const auto found = plans_.find(key);
-    if (found == plans_.end()) return nullptr;
-    ++hits;
-    return found->second;
+    if (plan != nullptr) ++hits;
+    return plan;
   }
 
   std::size_t size() const { return plans_.size(); }
@@ -56,7 +45,7 @@ class CountingCache : public Base {
  private:
   bool acceptInserts_;
   std::mutex mutex_;
-  std::map<tessel_fft::fftwPlanKey, Plan, KeyLess> plans_;
+  tessel_fft::sharedPlanCache<Base> plans_;
 };
 
 template <typename T, int Kind>

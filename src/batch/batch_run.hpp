@@ -1,0 +1,196 @@
+// The skeleton every batched family runs on: scratch, plans, then the loop on one thread or as tasks.
+#pragma once
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+#include <tbb/partitioner.h>
+#include <tbb/task_arena.h>
+
+#include <algorithm>
+#include <cstddef>
+
+#include "backend/aligned_scratch.hpp"
+#include "batch/batch_path.hpp"
+#include "batch/batch_plans.hpp"
+#include "batch/batch_walk.hpp"
+#include "batch/buffer_managers.hpp"
+#include "buffering/element_functors.hpp"
+#include "tessel_fft/fftw_context.hpp"
+
+namespace tessel_fft {
+
+// What one vector needs in scratch, in bytes, on each side of the plan, and the size of one element of
+// the caller's input array. With a `sharedOutput` the plans write straight into that array (the
+// caller's output) and only input blocks are allocated.
+struct ScratchLayout {
+  std::size_t inputVectorBytes;
+  std::size_t outputVectorBytes;
+  std::size_t arrayElementBytes;
+  void* sharedOutput;
+};
+
+// Sizes of the groups of chunks that move together, in bytes. A strided gather reads each row of a
+// group's columns as one run of kGroupRowBytes: whole cache lines, where a chunk alone may read half of
+// one. Contiguous vectors move in groups of about kContiguousGroupBytes, which amortises a step's fixed
+// costs over small vectors. Neither lets a group's scratch grow past kGroupScratchBytes per side, so
+// that a group stays in the outer caches between its gather, its plans and its move out.
+inline constexpr std::size_t kGroupRowBytes = 256;
+inline constexpr std::size_t kContiguousGroupBytes = 64 * buffering::kKiB;
+inline constexpr std::size_t kGroupScratchBytes = 1 * buffering::kMiB;
+// Work per task of a pooled run, input and output together: enough to hide the cost of a task and of
+// its scratch hand-over, small enough that a batch still spreads over many tasks.
+inline constexpr std::size_t kTaskBytes = 512 * buffering::kKiB;
+// Batches whose output takes at least this much move it out with cache-bypassing stores: such an
+// output doesn't stay in the caches anyway, and a cached store would first read each line it overwrites.
+inline constexpr std::size_t kStreamingOutputBytes = 8 * buffering::kMiB;
+// Tasks a pooled run is cut into at least, where it has that many groups, so that threads that start
+// late still find work.
+inline constexpr std::size_t kMinTasks = 16;
+
+// Chunks larger than this bypass scratch where the layout allows: FFTW's own passes over vectors that
+// large go through memory anyway, and a copy through scratch would only add one.
+inline constexpr std::size_t kDirectChunkBytes = 1 * buffering::kMiB;
+
+// Where the plans of a batch may work on the caller's arrays instead of scratch. Plans are bound to the
+// 16-byte residue 0 of scratch, so every vector there must keep it; an out-of-place plan must never run
+// with its input and output overlapping; and only plans that leave their input as it was (out-of-place
+// plans of every kind but c2r) may read the caller's input.
+struct DirectMoves {
+  bool input;
+  bool output;
+};
+
+// What decides the direct moves of one batch: the arrays with their element sizes, the vector length the
+// plans read, whether they keep their input, the chunk size, and whether the family finds writing the
+// output directly the faster way for this batch anyway.
+struct ArrayAccess {
+  const void* in;
+  std::size_t inElementBytes;
+  std::size_t planInputLength;
+  bool plansKeepInput;
+  void* out;
+  std::size_t outElementBytes;
+  std::size_t chunk;
+  bool outputDirectIsFaster;
+};
+
+// Reading in place pays only for chunks beyond kDirectChunkBytes: smaller ones FFTW's codelets read
+// several vectors in lockstep, which memory serves worse than one sequential copy. The same array read
+// and written vector for vector may be written in place: scratch holds a run's input by then.
+inline DirectMoves directMovesFor(const BatchShape& shape, const ArrayAccess& access) {
+  if (shape.stride != 1) return {false, false};
+  const std::size_t inputVectorBytes = shape.inputLength * access.inElementBytes;
+  const std::size_t outputVectorBytes = shape.length * access.outElementBytes;
+  const auto* inFirst = static_cast<const char*>(access.in);
+  const auto* outFirst = static_cast<const char*>(access.out);
+  const bool disjoint = inFirst + shape.numVectors * inputVectorBytes <= outFirst ||
+                        outFirst + shape.numVectors * outputVectorBytes <= inFirst;
+  const bool sameLayout = inFirst == outFirst && inputVectorBytes == outputVectorBytes;
+  const auto keepsResidue = [&](const void* first, std::size_t vectorBytes) {
+    return addressResidue(first) == 0 && (shape.numVectors <= 1 || vectorBytes % kPlanAlignment == 0);
+  };
+  const auto bigChunks = [&](std::size_t vectorBytes) {
+    return access.chunk * vectorBytes > kDirectChunkBytes;
+  };
+  return {disjoint && access.plansKeepInput && shape.inputLength == access.planInputLength &&
+              bigChunks(inputVectorBytes) && keepsResidue(access.in, inputVectorBytes),
+          (disjoint || sameLayout) && (access.outputDirectIsFaster || bigChunks(outputVectorBytes)) &&
+              keepsResidue(access.out, outputVectorBytes)};
+}
+
+// What a loop over a range of vectors gets besides its scratch: the plans, how to cut the range, and
+// whether it runs inside a task of a pooled run (then it starts no parallel work of its own beyond what
+// the movement kernels nest).
+template <typename Plan>
+struct LoopSetting {
+  PlanPair<Plan> plans;
+  RunCuts cuts;
+  bool pooled;
+};
+
+// How the walk cuts this batch. Chunks group only where every place in scratch keeps the alignment the
+// plans were made for, that is where a vector's scratch takes a whole number of 16-byte units.
+inline RunCuts runCutsFor(const BatchShape& shape, const ScratchLayout& scratch, std::size_t chunk) {
+  const std::size_t stretch = shape.stride == 1 ? shape.numVectors : shape.stride;
+  const bool aligned =
+      scratch.inputVectorBytes % kPlanAlignment == 0 && scratch.outputVectorBytes % kPlanAlignment == 0;
+  if (!aligned || bufferVectorsFor(shape.numVectors, shape.stride, chunk) == 1) return {chunk, 1, false};
+  const std::size_t chunkScratchBytes = chunk * std::max(scratch.inputVectorBytes, scratch.outputVectorBytes);
+  const std::size_t wanted = shape.stride == 1 ? kContiguousGroupBytes / (chunk * scratch.inputVectorBytes)
+                                               : (kGroupRowBytes + chunk * scratch.arrayElementBytes - 1) /
+                                                     (chunk * scratch.arrayElementBytes);
+  const std::size_t fitting = kGroupScratchBytes / chunkScratchBytes;
+  const std::size_t needed = (stretch + chunk - 1) / chunk;
+  const std::size_t listed = RunCuts::kMaxGroupVectors / chunk;
+  const std::size_t chunksPerGroup = std::max<std::size_t>(1, std::min({wanted, fitting, needed, listed}));
+  return {chunk, chunksPerGroup, chunksPerGroup > 1 && shape.stride != 1};
+}
+
+// Cuts the groups of a batch into tasks that each run loop(inBlock, outBlock, begin, end) on a pair from
+// `manager`, with the calling thread taking part; returns when all have ended. An exception of a task
+// comes out here once, after every pair is back in the pool. A thread never runs two tasks of the run at
+// once. `groupBytes` is the scratch a group passes through, which sizes the tasks.
+template <typename Loop>
+void runTasks(MultiBufferMgr& manager, const BatchGroups& groups, std::size_t groupBytes, const Loop& loop) {
+  const std::size_t count = groups.count();
+  const std::size_t grain = std::max<std::size_t>(
+      1, std::min(kTaskBytes / std::max<std::size_t>(groupBytes, 1), count / kMinTasks));
+  tbb::parallel_for(
+      tbb::blocked_range<std::size_t>(0, count, grain),
+      [&](const tbb::blocked_range<std::size_t>& range) {
+        const std::size_t begin = groups.firstVector(range.begin());
+        const std::size_t end = groups.firstVector(range.end());
+        withPooledPair(manager, [&](void* input, void* output) {
+          // The movement kernels nest parallel loops inside a task. A thread waiting for one may otherwise
+          // pick up another task of this run, which under memory shortage would wait for the pair that
+          // this thread holds further down its stack.
+          tbb::this_task_arena::isolate([&] { loop(input, output, begin, end); });
+        });
+      },
+      tbb::simple_partitioner());
+}
+
+// Runs a batch whose transform length is not 0: chooses the path and narrows the context's thread count
+// (see configureBatchContext), gets scratch and plans, and calls loop(setting, inBlock, outBlock, begin,
+// end) once over the whole batch on the calling thread, or per task over a pool of scratch pairs.
+// All scratch and owned plans are released before it returns, also when an exception passes. `context`
+// is the driver's own copy. Planner is FFTPlanner or DCSTPlanner; `sign` is the FFT sign or DCST
+// direction.
+template <typename Planner, typename Loop>
+void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchShape& shape, int sign,
+              const ScratchLayout& scratch, const Loop& loop) {
+  const BatchPath path = configureBatchContext(context, shape.numVectors, shape.length);
+  const RunCuts cuts = runCutsFor(shape, scratch, context.getChunkSize());
+  const std::size_t vectors =
+      bufferVectorsFor(shape.numVectors, shape.stride, cuts.chunkSize) == 1 ? 1 : cuts.groupVectors();
+  const bool grouped = vectors > 1;
+  const std::size_t inputBytes =
+      grouped ? cuts.scratchBytes(scratch.inputVectorBytes) : scratch.inputVectorBytes;
+  const std::size_t outputBytes = scratch.sharedOutput != nullptr ? 0
+                                  : grouped ? cuts.scratchBytes(scratch.outputVectorBytes)
+                                            : scratch.outputVectorBytes;
+  BatchPlans<Planner> plans(&context, cache, shape, sign);
+  const auto loopOver = [&](void* inBlock, void* outBlock, std::size_t begin, std::size_t end) {
+    loop(LoopSetting<typename Planner::Plan>{plans.plans(), cuts, path.pooled}, inBlock, outBlock, begin,
+         end);
+  };
+  const auto runPooled = [&](MultiBufferMgr& manager) {
+    plans.preparePooled(manager);
+    const std::size_t groupBytes =
+        cuts.groupVectors() * (scratch.inputVectorBytes + scratch.outputVectorBytes);
+    runTasks(manager, BatchGroups{shape, cuts.groupVectors()}, groupBytes, loopOver);
+  };
+  if (!path.pooled) {
+    ScratchBufferPair pair(inputBytes, outputBytes, scratch.sharedOutput);
+    plans.prepareDirect(pair);
+    loopOver(pair.input, pair.output, 0, shape.numVectors);
+  } else if (scratch.sharedOutput != nullptr) {
+    MultipleInputOnlyBufferMgr manager(inputBytes, 0, scratch.sharedOutput);
+    runPooled(manager);
+  } else {
+    MultiBufferMgr manager(inputBytes, outputBytes);
+    runPooled(manager);
+  }
+}
+
+}  // namespace tessel_fft

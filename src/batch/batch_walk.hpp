@@ -1,0 +1,146 @@
+// How a batch is cut into runs of vectors that move together, and the walk over a range of them.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+
+namespace tessel_fft {
+
+// The layout of a batch in the caller's arrays. Vector v lies in block v / stride at column v % stride;
+// its element k lies k * stride further on. Input blocks hold stride * inputLength elements, output
+// blocks stride * length. At stride 1 every vector is contiguous and a block is one vector.
+struct BatchShape {
+  std::size_t stride;
+  std::size_t length;       // transform length: elements of each output vector
+  std::size_t inputLength;  // stored elements of each input vector, cut or zero padded to the transform
+  std::size_t numVectors;
+};
+
+// The plans a loop runs, shared read-only by every task of a run: `chunk` transforms `chunkSize`
+// vectors at once, `single` one. Either may be null where the batch cannot need it.
+template <typename Plan>
+struct PlanPair {
+  Plan single;
+  Plan chunk;
+  std::size_t chunkSize;
+};
+
+// How the walk cuts a stretch of vectors (a block of `stride` columns, or at stride 1 the whole batch):
+// into groups of up to `chunksPerGroup` chunks that are gathered, transformed chunk by chunk and moved
+// out together, so that a strided gather reads whole cache lines of each row; the columns left over go
+// through the single plan, as one group as well where `chunksPerGroup` allows more than one plan per
+// group. Groups hold at most chunksPerGroup * chunkSize vectors, which is what scratch holds.
+struct RunCuts {
+  std::size_t chunkSize;
+  std::size_t chunksPerGroup;
+  // Whether the plan units of a group lie one cache line further apart than they need. A strided group
+  // is gathered and scattered through all its vectors at once, and vectors whose pitch is a multiple of
+  // 4 KiB would all fall into the same cache set, more than it has ways; contiguous groups move
+  // sequentially and stay packed, so that they move in one piece.
+  bool padUnits;
+
+  std::size_t groupVectors() const { return chunksPerGroup * chunkSize; }
+  // Scratch a group takes where each vector takes `vectorBytes`, with room for the padding of its places.
+  std::size_t scratchBytes(std::size_t vectorBytes) const {
+    return groupVectors() * (vectorBytes + (padUnits ? kUnitPaddingBytes : 0));
+  }
+
+  static constexpr std::size_t kUnitPaddingBytes = 64;
+  // Vectors a group holds at most: the moves of a group list its vectors on the stack.
+  static constexpr std::size_t kMaxGroupVectors = 256;
+};
+
+// Where the vectors of a run lie, in elements from the first: in plan units of `vectorsPerPlan` vectors
+// at `vectorPitch`, units `unitPitch` apart.
+struct RunPlaces {
+  std::size_t vectorPitch;
+  std::size_t vectorsPerPlan;
+  std::size_t unitPitch;
+
+  // Places in scratch of a group cut by `cuts`, for elements of `elementBytes`.
+  static RunPlaces inScratch(std::size_t vectorPitch, std::size_t elementBytes, std::size_t vectorsPerPlan,
+                             const RunCuts& cuts) {
+    const std::size_t padding = cuts.padUnits ? RunCuts::kUnitPaddingBytes / elementBytes : 0;
+    return {vectorPitch, vectorsPerPlan, vectorsPerPlan * vectorPitch + padding};
+  }
+
+  std::size_t unit(std::size_t u) const { return u * unitPitch; }
+  // Whether the units lie back to back, so that the whole run moves as one block of vectors.
+  bool packed() const { return unitPitch == vectorsPerPlan * vectorPitch; }
+  std::size_t of(std::size_t vector) const {
+    return vector / vectorsPerPlan * unitPitch + vector % vectorsPerPlan * vectorPitch;
+  }
+};
+
+// Vectors that one step moves together: adjacent columns of one block, or at stride 1 consecutive
+// vectors. `plan` transforms `vectorsPerPlan` of them at a time, `count / vectorsPerPlan` times, at
+// consecutive places in scratch. Offsets are in array elements, to element 0 of the first vector.
+template <typename Plan>
+struct VectorRun {
+  std::size_t first;
+  std::size_t count;
+  std::size_t inputOffset;
+  std::size_t outputOffset;
+  Plan plan;
+  std::size_t vectorsPerPlan;
+
+  std::size_t executions() const { return count / vectorsPerPlan; }
+};
+
+// The groups of a batch, numbered across blocks, so that tasks can be cut at group borders: a task then
+// never ends inside a chunk, and no vector goes through the single plan that a whole block wouldn't send
+// there anyway.
+struct BatchGroups {
+  BatchShape shape;
+  std::size_t groupVectors;
+
+  std::size_t stretch() const { return shape.stride == 1 ? shape.numVectors : shape.stride; }
+  std::size_t perStretch() const { return (stretch() + groupVectors - 1) / groupVectors; }
+  std::size_t count() const {
+    if (shape.numVectors == 0) return 0;
+    const std::size_t fullStretches = shape.numVectors / stretch();
+    const std::size_t rest = shape.numVectors % stretch();
+    return fullStretches * perStretch() + (rest + groupVectors - 1) / groupVectors;
+  }
+  // The first vector of group g; count() maps to numVectors.
+  std::size_t firstVector(std::size_t group) const {
+    const std::size_t vector = group / perStretch() * stretch() + group % perStretch() * groupVectors;
+    return std::min(vector, shape.numVectors);
+  }
+};
+
+// Calls step(run) over vectors [begin, end), cut by `cuts` into groups of chunks and the single vectors
+// left over in each stretch; a strided batch is cut block by block, so every block ends with its own
+// leftovers, and a range may start and end inside a block. A plan that the range cannot need is never
+// passed. Without more than one chunk per group, every single vector is a run of its own.
+template <typename Plan, typename Step>
+void walkBatch(const BatchShape& shape, const PlanPair<Plan>& plans, const RunCuts& cuts, std::size_t begin,
+               std::size_t end, Step&& step) {
+  // An empty range may come with a stride of 0 (an array with an empty leading extent).
+  if (begin >= end) return;
+  const std::size_t stride = shape.stride;
+  const auto run = [&](std::size_t first, std::size_t count, Plan plan, std::size_t vectorsPerPlan) {
+    const std::size_t block = first / stride, column = first % stride;
+    step(VectorRun<Plan>{first, count, block * stride * shape.inputLength + column,
+                         block * stride * shape.length + column, plan, vectorsPerPlan});
+  };
+  const std::size_t chunk = cuts.chunkSize;
+  const std::size_t singlesPerGroup = cuts.chunksPerGroup > 1 ? cuts.groupVectors() : 1;
+  std::size_t vector = begin;
+  while (vector < end) {
+    // Contiguous vectors form one stretch; a strided block is a stretch of its own.
+    const std::size_t stretchEnd = stride == 1 ? end : std::min(end, (vector / stride + 1) * stride);
+    while (vector + chunk <= stretchEnd) {
+      const std::size_t chunks = std::min(cuts.chunksPerGroup, (stretchEnd - vector) / chunk);
+      run(vector, chunks * chunk, plans.chunk, chunk);
+      vector += chunks * chunk;
+    }
+    while (vector < stretchEnd) {
+      const std::size_t count = std::min(singlesPerGroup, stretchEnd - vector);
+      run(vector, count, plans.single, 1);
+      vector += count;
+    }
+  }
+}
+
+}  // namespace tessel_fft

@@ -1,0 +1,70 @@
+// Division of transformed data by a size or a factor, serial or over tasks.
+#include "batch/scale_inverse.hpp"
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+#include <tbb/partitioner.h>
+
+#include <cmath>
+
+#include "backend/precision.hpp"
+#include "backend/simd.hpp"
+
+namespace tessel_fft {
+
+namespace {
+
+template <typename Real>
+TESSEL_VECTOR_CLONES void multiplyAll(Real* first, std::size_t count, Real factor) {
+  for (std::size_t i = 0; i < count; ++i) first[i] *= factor;
+}
+
+template <typename Real>
+TESSEL_VECTOR_CLONES void divideEach(Real* first, std::size_t count, Real divisor) {
+  for (std::size_t i = 0; i < count; ++i) first[i] /= divisor;
+}
+
+}  // namespace
+
+// Dividing by a power of two and multiplying by its reciprocal, which is then exact, round the same exact
+// value once: the results are the same bits, and the product is several times cheaper.
+template <typename Real>
+void divideAll(Real* first, std::size_t count, Real divisor) {
+  int exponent = 0;
+  if (std::frexp(divisor, &exponent) == Real(0.5)) {
+    multiplyAll(first, count, std::ldexp(Real(1), 1 - exponent));
+  } else {
+    divideEach(first, count, divisor);
+  }
+}
+
+template <typename E>
+void scaleInverse(E* data, std::uint64_t divisor, std::size_t count, bool threaded) {
+  using Real = typename RealOf<E>::type;
+  // Two scheduler round trips cost about what dividing this many elements does.
+  constexpr std::size_t kParallelAbove = 8192;
+  constexpr std::size_t kRealsPerTask = 4096;
+  // A complex element is two adjacent reals divided by the same divisor.
+  Real* reals = reinterpret_cast<Real*>(data);
+  const std::size_t realCount = count * (sizeof(E) / sizeof(Real));
+  const auto realDivisor = static_cast<Real>(divisor);
+  if (count > kParallelAbove && threaded) {
+    tbb::parallel_for(
+        tbb::blocked_range<std::size_t>(0, realCount, kRealsPerTask),
+        [=](const tbb::blocked_range<std::size_t>& range) {
+          divideAll(reals + range.begin(), range.size(), realDivisor);
+        },
+        tbb::auto_partitioner());
+    return;
+  }
+  divideAll(reals, realCount, realDivisor);
+}
+
+template void divideAll(float*, std::size_t, float);
+template void divideAll(double*, std::size_t, double);
+template void scaleInverse(float*, std::uint64_t, std::size_t, bool);
+template void scaleInverse(double*, std::uint64_t, std::size_t, bool);
+template void scaleInverse(std::complex<float>*, std::uint64_t, std::size_t, bool);
+template void scaleInverse(std::complex<double>*, std::uint64_t, std::size_t, bool);
+
+}  // namespace tessel_fft

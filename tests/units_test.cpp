@@ -1,0 +1,362 @@
+// The pieces under the entries, each tested once: the context, the FFTW facade and its assertion hook,
+// aligned scratch, the scratch pairs and pools both batched families share, plan keys and the cache
+// protocol, the attempts that get a measured plan without touching the caller's input, which plans each
+// batched run asks a host cache for, and exact values where entries meet their edges.
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "backend/aligned_scratch.hpp"
+#include "batch/buffer_managers.hpp"
+#include "dcst/dcst_planner.hpp"
+#include "plans/fft_planner.hpp"
+#include "support/allocation_control.hpp"
+#include "support/calls.hpp"
+#include "support/counting_cache.hpp"
+#include "tessel_fft/tessel_fft.hpp"
+
+namespace {
+
+using tessel_fft::c2c;
+using tessel_fft::c2r;
+using tessel_fft::FFTPlanner;
+using tessel_fft::fftwApi;
+using tessel_fft::fftwContext;
+using tessel_fft::fftwPlanKey;
+using tessel_fft::r2c;
+using ComplexD = double[2];
+using namespace tessel_test;
+
+TEST(Units, ContextDefaultsAndHybridStrategy) {
+  const fftwContext defaults, hybrid(3, fftwContext::TS_FFTW_HYBRID, fftwContext::EMBED_FULL_LENGTH, true);
+  EXPECT_EQ(defaults.getNumThreads() + defaults.getChunkSize() + defaults.getEmbedStyle(), 5u);
+  EXPECT_EQ(defaults.getPlanStrategy(), 64u);
+  EXPECT_FALSE(defaults.mayOverwrite());
+  EXPECT_EQ(hybrid.getChunkSize(), 4u);
+  EXPECT_EQ(hybrid.getPlanStrategy(), 0xFFFFFFFFu);
+  EXPECT_EQ(hybrid.getPlanStrategy(8192), 0u);
+  EXPECT_EQ(hybrid.getPlanStrategy(8193), 64u);
+}
+
+TEST(Units, ScratchResiduesOverflowAndFailure) {
+  for (std::uint64_t offset = 0; offset < 16; ++offset) {
+    tessel_fft::AlignedScratch scratch(100, offset);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(scratch.get()) % 16, offset);
+    std::memset(scratch.get(), 7, 100);  // the sanitizers catch a block that is too short
+  }
+  const long calls = scratchAllocationCalls(), live = liveScratchBlocks();
+  for (std::uint64_t size :
+       {std::numeric_limits<std::uint64_t>::max() - 15, std::numeric_limits<std::uint64_t>::max()}) {
+    EXPECT_EQ(errorText([&] { tessel_fft::AlignedScratch scratch(size, 0); }), "FFTW:nomem");
+    EXPECT_EQ(tessel_fft::alignedScratchAlloc(size), nullptr);
+  }
+  EXPECT_EQ(scratchAllocationCalls(), calls);  // overflow is caught before the allocator
+  tessel_fft::alignedScratchFree(nullptr);
+  {
+    FailAllocations failing(0, -1);
+    EXPECT_EQ(errorText([] { tessel_fft::AlignedScratch scratch(64, 3); }), "FFTW:nomem");
+    EXPECT_EQ(tessel_fft::alignedScratchAlloc(64), nullptr);
+    EXPECT_EQ(errorText([] { fftwApi::malloc(64); }), "FFTW:nomem");
+    EXPECT_NO_THROW(fftwApi::free(fftwApi::malloc(0)));
+  }
+  void* block = tessel_fft::alignedScratchAlloc(0);
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 16, 0u);
+  tessel_fft::alignedScratchFree(block);
+  EXPECT_EQ(liveScratchBlocks(), live);
+}
+
+// FFTW's planner runs out of memory on a huge prime length under a lowered address-space limit; its
+// internal assertion must come out as an exception and leave the planner usable. Run in a child so the
+// limit does not reach the rest of the suite; the sanitizers reserve more address space than it allows.
+TEST(Units, AssertionFailureBecomesExceptionAndReleasesTheLock) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "address-space limit conflicts with the sanitizer's shadow memory";
+#else
+  fftwApi::getInstance();
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    rlimit limit{};
+    limit.rlim_cur = limit.rlim_max = std::uint64_t{1} << 30;
+    setrlimit(RLIMIT_AS, &limit);
+    double buffer[64][2];
+    const fftwContext context;
+    const auto plan = [&](std::uint64_t n) {
+      tessel_fft::interleavedFFT1D<double, tessel_fft::c2c>(context, nullptr, buffer, buffer, n, 1,
+                                                            FFTW_FORWARD, true);
+    };
+    if (errorText([&] { plan(2147483659ull); }) != "FFTWAssertionFailure") _exit(2);
+    plan(16);  // the lock must be free again
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status)) << "child ended by signal " << WTERMSIG(status);
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+#endif
+}
+
+// A first pair is all or nothing, for the direct pair, the pool, and the input-only pair.
+TEST(Units, FirstScratchPairIsAllOrNothing) {
+  const long live = liveScratchBlocks();
+  char caller[8];
+  const auto failing = [](long skip, auto make) {
+    FailAllocations failing(skip, 1);
+    return errorText(make);
+  };
+  for (long skip : {0, 1}) {
+    EXPECT_EQ(failing(skip, [] { tessel_fft::ScratchBufferPair pair(64, 64); }), "FFTW:nomem");
+    EXPECT_EQ(failing(skip, [] { tessel_fft::MultiBufferMgr pool(64, 64); }), "FFTW:nomem");
+  }
+  EXPECT_EQ(failing(0, [&] { tessel_fft::ScratchBufferPair pair(64, 0, caller); }), "FFTW:nomem");
+  EXPECT_EQ(liveScratchBlocks(), live);
+}
+
+// An input-only pool allocates input blocks only and hands every task the caller's output. With no
+// memory and the pool empty, a task waits for the next pair given back and takes that one; the pools
+// free every pair they hold when they go.
+TEST(Units, PoolsWaitForAPairAndFreeAll) {
+  const long live = liveScratchBlocks();
+  char caller[8];
+  {
+    tessel_fft::MultipleInputOnlyBufferMgr inputOnly(64, 0, caller);
+    tessel_fft::MultiBufferMgr pool(64, 64);
+    EXPECT_EQ(liveScratchBlocks(), live + 3);
+    tessel_fft::BufferPair held, waited, input;
+    inputOnly.acquireBuffers(input);
+    EXPECT_EQ(inputOnly.outputBuffer(input), caller);
+    inputOnly.releaseBuffers(input.input, caller);
+    pool.acquireBuffers(held);
+    FailAllocations failing(0, -1);
+    std::atomic<bool> gotOne{false};
+    std::thread task([&] {
+      pool.acquireBuffers(waited);
+      gotOne = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_FALSE(gotOne.load());
+    pool.releaseBuffers(held.input, held.output);
+    task.join();
+    EXPECT_EQ(waited.input, held.input);
+    pool.releaseBuffers(waited.input, waited.output);
+  }
+  EXPECT_EQ(liveScratchBlocks(), live);
+}
+
+// The mirrored half carries -0 wherever FFTW stored +0; element 0 and the Nyquist element stay as FFTW
+// wrote them. An empty array, or no dimension at all, leaves the output alone.
+TEST(Units, ExactEdgeValues) {
+  const fftwContext context(1, FFTW_ESTIMATE, fftwContext::EMBED_FULL_LENGTH, false);
+  double ones[4] = {1, 1, 1, 1}, spectrum[4][2];
+  tessel_fft::interleavedFFT1D<double, tessel_fft::r2c>(context, nullptr, ones, spectrum, 4, 1, FFTW_FORWARD,
+                                                        false);
+  EXPECT_EQ(spectrum[0][0], 4.0);
+  EXPECT_FALSE(std::signbit(spectrum[2][1]));
+  EXPECT_TRUE(std::signbit(spectrum[3][1]));
+  const std::vector<double> in(8, 1.0);
+  std::vector<double> out(8, 5.0);
+  const std::uint64_t empty[] = {3, 0, 2};
+  tessel_fft::dctIIND(in.data(), out.data(), empty, 3, true);
+  tessel_fft::dctIIND(in.data(), out.data(), empty, 0, false);
+  EXPECT_EQ(out, std::vector<double>(8, 5.0));
+}
+
+// A 16-byte aligned arena from which pointers at chosen byte offsets are cut.
+struct Arena {
+  std::vector<std::complex<double>> storage = std::vector<std::complex<double>>(1 << 14);
+  template <typename P = ComplexD>
+  P* at(std::size_t byteOffset) {
+    return reinterpret_cast<P*>(reinterpret_cast<char*>(storage.data()) + byteOffset);
+  }
+};
+
+// Gets a plan through a planner and releases it by the returned ownership; returns the ownership.
+template <typename Planner, typename In, typename Out>
+bool planAndRelease(const Planner& planner, std::uint64_t n, std::uint64_t howmany, In* in, Out* out,
+                    int sign) {
+  typename Planner::Plan plan = nullptr;
+  const bool owns = planner.getPlan(n, howmany, in, out, sign, plan);
+  EXPECT_NE(plan, nullptr);
+  if (owns) fftwApi::getInstance().destroyPlan(plan);
+  return owns;
+}
+
+// The keys each family files problems under, with the flag layouts a host may rely on.
+TEST(Plans, KeyGoldenValues) {
+  Arena arena;
+  const fftwContext twoThreadsFull(2, FFTW_ESTIMATE, fftwContext::EMBED_FULL_LENGTH, false), plain;
+  fftwContext styleTwo;
+  styleTwo.setEmbedStyle(static_cast<fftwContext::EmbedStyleType>(2));
+  CountingFFTCache<double, c2c> fft;
+  CountingDCSTCache<double, 6> dcst;
+  const FFTPlanner<double, c2c> full(&twoThreadsFull, &fft), compact(&plain, &fft), two(&styleTwo, &fft);
+  const tessel_fft::DCSTPlanner<double, 6> dcstPlanner(&twoThreadsFull, &dcst);
+  // In at 4, out at 8 modulo 16, inverse, full embedding, out of place, two threads.
+  planAndRelease(full, 16, 1, arena.at(4), arena.at(1024 + 8), FFTW_BACKWARD);
+  planAndRelease(dcstPlanner, 8, 3, arena.at<double>(4), arena.at<double>(1024 + 8), 1);
+  // In place: bit 24 for the FFT, bit 16 for the cosine/sine family.
+  planAndRelease(compact, 16, 4, arena.at(0), arena.at(0), FFTW_FORWARD);
+  planAndRelease(dcstPlanner, 8, 3, arena.at<double>(0), arena.at<double>(0), -1);
+  // The input's alignment separates plans.
+  planAndRelease(compact, 16, 4, arena.at(8), arena.at(1024), FFTW_FORWARD);
+  planAndRelease(compact, 16, 4, arena.at(0), arena.at(1024), FFTW_FORWARD);
+  // Style 2 plans full-length rows yet keys like a compact request: the lookup hits.
+  planAndRelease(two, 16, 4, arena.at(0), arena.at(1024), FFTW_FORWARD);
+  // The same sizes in 2-D differ by rank.
+  tessel_fft::fftwPlan<double> plan2D = nullptr;
+  compact.getPlan2D(16, 4, arena.at(0), arena.at(0), FFTW_FORWARD, plan2D);
+  const std::vector<fftwPlanKey> expectedFFT = {
+      {16, 1, 1, 0x10110804}, {16, 1, 4, 0x01000000}, {16, 1, 4, 0x8}, {16, 1, 4, 0}, {16, 2, 4, 0x01000000}};
+  const std::vector<fftwPlanKey> expectedDCST = {{8, 1, 3, 0x10001184}, {8, 1, 3, 0x10011000}};
+  EXPECT_EQ(fft.insertedKeys, expectedFFT);
+  EXPECT_EQ(dcst.insertedKeys, expectedDCST);
+  EXPECT_EQ(fft.hits, 1);
+}
+
+// A plan belongs to the cache that took or returned it, otherwise to the caller.
+TEST(Plans, OwnershipTable) {
+  Arena arena;
+  const fftwContext context;
+  CountingFFTCache<double, c2c> accepting, refusing(false);
+  const FFTPlanner<double, c2c> takes(&context, &accepting), refuses(&context, &refusing),
+      none(&context, nullptr);
+  EXPECT_FALSE(planAndRelease(takes, 8, 1, arena.at(0), arena.at(2048), FFTW_FORWARD));   // inserted
+  EXPECT_FALSE(planAndRelease(takes, 8, 1, arena.at(0), arena.at(2048), FFTW_FORWARD));   // found
+  EXPECT_TRUE(planAndRelease(refuses, 8, 1, arena.at(0), arena.at(2048), FFTW_FORWARD));  // refused
+  EXPECT_TRUE(planAndRelease(none, 8, 1, arena.at(0), arena.at(2048), FFTW_FORWARD));     // no cache
+  EXPECT_EQ(accepting.inserts, 1);
+  EXPECT_EQ(accepting.hits, 1);
+  EXPECT_EQ(refusing.size(), 0u);
+}
+
+// Scratch is allocated only when a measured plan is wanted, may not overwrite, and FFTW has no wisdom.
+TEST(Plans, ScratchOnlyForProtectedMeasuringWithoutWisdom) {
+  Arena arena;
+  const auto scratchUsed = [&](const fftwContext& context, std::uint64_t n, std::uint64_t howmany) {
+    const long before = scratchAllocationCalls();
+    planAndRelease(FFTPlanner<float, r2c>(&context, nullptr), n, howmany, arena.at<float>(0),
+                   arena.at<float[2]>(1 << 17), FFTW_FORWARD);
+    return scratchAllocationCalls() - before;
+  };
+  const fftwContext hybrid(1, fftwContext::TS_FFTW_HYBRID, fftwContext::EMBED_COMPACT, false);
+  EXPECT_EQ(scratchUsed(hybrid, 8192, 3), 1);  // measured, no wisdom yet: scratch replaces the input
+  EXPECT_EQ(scratchUsed(hybrid, 8192, 3), 0);  // the same problem again: answered from wisdom
+  EXPECT_EQ(scratchUsed(hybrid, 8193, 3), 0);  // hybrid estimates above 8192
+  EXPECT_EQ(scratchUsed(fftwContext(1, FFTW_ESTIMATE, fftwContext::EMBED_COMPACT, false), 1000, 5), 0);
+  EXPECT_EQ(scratchUsed(fftwContext(1, FFTW_MEASURE, fftwContext::EMBED_COMPACT, true), 1001, 5), 0);
+  // Only 64 exactly means estimate: 32 measures like FFTW_MEASURE.
+  EXPECT_EQ(scratchUsed(fftwContext(1, 32, fftwContext::EMBED_COMPACT, false), 1003, 5), 1);
+}
+
+// A measured c2r plan may write the output, never the input; without scratch, planning reports and
+// leaves no plan and nothing offered to the cache.
+TEST(Plans, MeasuringLeavesTheInputAndUsesTheOutput) {
+  const std::uint64_t n = 1536, howmany = 3;
+  std::vector<double> input(2 * (n / 2 + 1) * howmany, 0.25), output(n * howmany, 3.0);
+  const std::vector<double> original = input, untouched = output;
+  auto* in = reinterpret_cast<ComplexD*>(input.data());
+  const fftwContext measuring(1, FFTW_MEASURE, fftwContext::EMBED_COMPACT, false);
+  CountingFFTCache<double, c2r> cache;
+  tessel_fft::fftwPlan<double> plan = nullptr;
+  const long live = liveScratchBlocks();
+  {
+    FailAllocations failing(0, 1);
+    EXPECT_EQ(errorText([&] {
+                FFTPlanner<double, c2r>(&measuring, &cache).getPlan(n, howmany, in, output.data(), 1, plan);
+              }),
+              "FFTW:nomem");
+  }
+  EXPECT_EQ(plan, nullptr);
+  EXPECT_EQ(cache.inserts, 0);
+  EXPECT_EQ(liveScratchBlocks(), live);
+  EXPECT_TRUE(planAndRelease(FFTPlanner<double, c2r>(&measuring, nullptr), n, howmany, in, output.data(), 1));
+  EXPECT_EQ(input, original);
+  EXPECT_NE(output, untouched);
+}
+
+// Which plans a batched run asks the cache for (their howmany), keyed compact, out of place on aligned
+// scratch, single-threaded unless one long vector gets FFTW's threads; a second call hits them all.
+struct Requests {
+  std::uint64_t threads, stride, n, numVectors, chunk;
+  std::set<std::uint64_t> howmanys;
+  bool threadedPlans;
+};
+
+const Requests kRequests[] = {
+    {4, 1, 65535, 1, 4, {1}, false},    // short vector: no FFTW threads
+    {4, 1, 65536, 1, 4, {1}, true},     // long vector: FFTW threads
+    {4, 1, 4096, 2, 4, {1}, false},     // pooled, fewer than a chunk
+    {4, 1, 2048, 2, 4, {1}, false},     // direct, fewer than a chunk
+    {1, 1, 16, 10, 4, {1, 4}, false},   // direct, chunks and a tail
+    {1, 1, 16, 8, 4, {4}, false},       // direct, whole chunks
+    {1, 1, 16, 3, 4, {1}, false},       // direct, below a chunk
+    {1, 1, 16, 0, 4, {}, false},        // nothing to transform
+    {1, 6, 16, 12, 4, {1, 4}, false},   // blocks of 6 end in a tail
+    {1, 3, 16, 12, 4, {1}, false},      // blocks narrower than a chunk
+    {1, 8, 16, 16, 4, {4}, false},      // blocks of whole chunks
+    {1, 7, 16, 70, 4, {1, 4}, false},   // three tails a block
+    {1, 4, 16, 6, 4, {1, 4}, false},    // the partial last block ends in a tail
+    {2, 1, 4096, 8, 4, {1, 4}, false},  // pooled: the single plan always
+    {2, 1, 4096, 8, 1, {1}, false},     // chunk 1: one key for both
+};
+
+TEST(Plans, BatchRequests) {
+  int row = 0;
+  for (const Requests& r : kRequests) {
+    const int sign = row++ % 2 ? FFTW_BACKWARD : FFTW_FORWARD;
+    for (const Family family : {row % 3 ? Family::Quill : Family::NoCopy, Family::DCST}) {
+      const Call call{family,       false,        family == Family::DCST ? 1 : c2c,
+                      r.stride,     r.n,          r.n,
+                      r.numVectors, r.threads,    r.chunk,
+                      sign,         kKeepingCache};
+      SCOPED_TRACE(describe(call));
+      CacheSet caches;
+      EXPECT_EQ(runCall(call, &caches).failure, "");
+      const auto check = [&](auto* cache, std::uint64_t inverseBit) {
+        std::set<std::uint64_t> howmanys;
+        for (const fftwPlanKey& key : cache->lookedUpKeys) {
+          howmanys.insert(key.size1);
+          EXPECT_EQ(key.size0, r.n);
+          EXPECT_EQ(key.rank, 1u);
+          EXPECT_EQ(key.flags, (sign == 1 ? inverseBit : 0) | (r.threadedPlans ? 1u << 28 : 0));
+        }
+        EXPECT_EQ(howmanys, r.howmanys);
+        const int lookups = cache->lookups, hits = cache->hits;
+        EXPECT_EQ(runCall(call, &caches).failure, "");
+        EXPECT_EQ(cache->hits - hits, cache->lookups - lookups);
+        EXPECT_EQ(cache->inserts, static_cast<int>(r.howmanys.size()));
+      };
+      if (family == Family::DCST) check(caches.get<CountingDCSTCache<double, 1>>(kKeepingCache), 1u << 8);
+      if (family != Family::DCST) check(caches.get<CountingFFTCache<double, c2c>>(kKeepingCache), 1u << 16);
+    }
+  }
+}
+
+// planOnly puts a plan in the cache and transforms nothing; the next call finds it there.
+TEST(Plans, InterleavedPlanOnlyFillsTheCache) {
+  CountingFFTCache<float, r2c> cache;
+  const fftwContext context(1, FFTW_ESTIMATE, fftwContext::EMBED_FULL_LENGTH, false);
+  std::vector<float> in(24, 0.25f), out(48, -7.0f);
+  auto* spectrum = reinterpret_cast<float(*)[2]>(out.data());
+  tessel_fft::interleavedFFT1D<float, r2c>(context, &cache, in.data(), spectrum, 24, 1, FFTW_FORWARD, true);
+  EXPECT_EQ(out, std::vector<float>(48, -7.0f));
+  tessel_fft::interleavedFFT1D<float, r2c>(context, &cache, in.data(), spectrum, 24, 1, FFTW_FORWARD, false);
+  EXPECT_EQ(cache.inserts, 1);
+  EXPECT_EQ(cache.hits, 1);
+  EXPECT_EQ(out[0], 6.0f);
+}
+
+}  // namespace

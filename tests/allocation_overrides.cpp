@@ -57,14 +57,9 @@ long liveScratchBlocks() { return liveBlocks.load(); }
 long scratchAllocationCalls() { return allocationCalls.load(); }
 
 FailAllocations::FailAllocations(long skip, long failCount) {
-  toSkip.store(skip);
-  toFail.store(failCount);
-  refused.store(0);
-  armed.store(true);
+  toSkip = skip, toFail = failCount, refused = 0, armed = true;
 }
-
-FailAllocations::~FailAllocations() { armed.store(false); }
-
+FailAllocations::~FailAllocations() { armed = false; }
 long FailAllocations::failures() const { return refused.load(); }
 
 }  // namespace tessel_test

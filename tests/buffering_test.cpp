@@ -1,10 +1,10 @@
-// The data-movement kernels, every form (serial, tbb_, dispatching, through vector lists, cache-bypassing)
-// bit for bit against plain loops, on data with +0, -0 and NaN payloads, at one below, at and one above
-// each size limit; the destination's other elements must keep their bits.
+// The data-movement kernels in every form, bit for bit against plain loops, around each size limit; the
+// destination's other elements must keep their bits.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <complex>
 #include <cstddef>
 #include <cstdint>
@@ -25,30 +25,28 @@ namespace bf = tessel_fft::buffering;
 using Index = std::ptrdiff_t;
 constexpr std::size_t kKiB = 1024;
 
-// The test's own statement of a byte budget in elements.
+// A byte budget in elements.
 template <typename T>
-constexpr std::size_t elems(std::size_t bytes) {
-  return bytes / sizeof(T);
+constexpr Index elems(std::size_t bytes) {
+  return static_cast<Index>(bytes / sizeof(T));
 }
 
 template <typename R>
 using BitsOf = std::conditional_t<sizeof(R) == 4, std::uint32_t, std::uint64_t>;
 
-// Distinct values with +0, -0 and NaNs with payloads sprinkled in, so that a bitwise comparison sees any
-// element that is misplaced, wrongly conjugated or re-encoded.
+template <typename To, typename From>
+To bitCast(const From& from) {
+  To to;
+  std::memcpy(static_cast<void*>(&to), &from, sizeof to);
+  return to;
+}
+
+// Distinct values, +0, -0 and NaN payloads: bitwise comparison sees any misplaced or re-encoded element.
 template <typename R>
 R scalarAt(std::size_t i, unsigned seed) {
-  if (i % 13 == 5) {
-    BitsOf<R> bits;
-    const R nan = std::numeric_limits<R>::quiet_NaN();
-    std::memcpy(&bits, &nan, sizeof bits);
-    bits |= ((i + seed) & 0xffff) + 1;
-    R value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
-  }
-  if (i % 7 == 3) return R(0);
-  if (i % 7 == 4) return -R(0);
+  if (i % 13 == 5)
+    return bitCast<R>(bitCast<BitsOf<R>>(std::numeric_limits<R>::quiet_NaN()) | (((i + seed) & 0xffff) + 1));
+  if (i % 7 == 3 || i % 7 == 4) return i % 7 == 3 ? R(0) : -R(0);
   return static_cast<R>(static_cast<double>((i * 2654435761u + seed) % 100003) * 0.125 - 5000.0);
 }
 
@@ -56,12 +54,10 @@ template <typename T>
 std::vector<T> pattern(std::size_t n, unsigned seed) {
   std::vector<T> values(n);
   for (std::size_t i = 0; i < n; ++i) {
-    if constexpr (std::is_floating_point_v<T>) {
-      values[i] = scalarAt<T>(i, seed);
-    } else {
+    if constexpr (std::is_floating_point_v<T>) values[i] = scalarAt<T>(i, seed);
+    if constexpr (!std::is_floating_point_v<T>)
       values[i] =
           T(scalarAt<typename T::value_type>(2 * i + 1, seed), scalarAt<typename T::value_type>(2 * i, seed));
-    }
   }
   return values;
 }
@@ -70,15 +66,12 @@ std::vector<T> pattern(std::size_t n, unsigned seed) {
 template <typename C>
 C conjBits(const C& value) {
   using Bits = BitsOf<typename C::value_type>;
-  Bits parts[2];
-  std::memcpy(parts, &value, sizeof parts);
+  auto parts = bitCast<std::array<Bits, 2>>(value);
   parts[1] ^= Bits{1} << (8 * sizeof(Bits) - 1);
-  C result;
-  std::memcpy(&result, parts, sizeof parts);
-  return result;
+  return bitCast<C>(parts);
 }
-// Runs each kernel(dst, src) on its own copy of a patterned destination and checks it bit for bit
-// against reference(dst, src) on another copy.
+
+// Each kernel(dst, src) on its own copy of a patterned destination, bit for bit as reference(dst, src).
 template <typename T, typename Reference, typename... Kernels>
 void expectSameAsReference(std::size_t srcSize, std::size_t dstSize, const Reference& reference,
                            const Kernels&... kernels) {
@@ -95,8 +88,8 @@ void expectSameAsReference(std::size_t srcSize, std::size_t dstSize, const Refer
   (check(kernels), ...);
 }
 
-// The reference of every affine kernel: dst[dstAt + r dstRow + c dstCol] = src[srcAt + r srcRow + c srcCol],
-// conjugated if `conj`, for r < rows and c < cols; then rows up to clearTo of each column are zeroed.
+// Every affine kernel: dst[dstAt + r dstRow + c dstCol] = src[srcAt + r srcRow + c srcCol] (conjugated
+// if `conj`) for r < rows, c < cols; then rows up to clearTo of each column are zeroed.
 struct Walk {
   Index rows, cols, dstRow, dstCol, srcRow, srcCol, dstAt = 0, srcAt = 0;
   bool conj = false;
@@ -138,8 +131,7 @@ std::vector<Index> lengthsAround(std::size_t stepBytes, std::size_t limitBytes) 
   return {0, 1, 5, step - 1, step, step + 1, 3 * step + 7, limit - 1, limit, limit + 1};
 }
 
-// Every form of the strided gather or scatter with functor F, strides of both signs; a negative stride
-// hands over the strided side at its highest element.
+// Every form of the strided gather or scatter with functor F; strides of both signs.
 template <typename T, template <typename> class F, bool kScatter>
 void checkStrided(std::size_t stepBytes, std::size_t limitBytes) {
   using Kernel = std::conditional_t<kScatter, void (*)(T*, Index, const T*, std::size_t),
@@ -282,9 +274,8 @@ TYPED_TEST(Buffering, Transposes) {
 
 TYPED_TEST(Buffering, Submatrices) {
   using T = TypeParam;
-  // cols == 0, padding and truncation, rows == 0, rows == dstLd; maxLd * cols at the matrix limit and
-  // one element of pitch above it; a pitch above the block budget; rows one below, at and one above the
-  // copy limit (equal to the matrix limit for every kernel). The interleaved kernel has its own limits.
+  // cols 0, padding, truncation, rows 0, rows == dstLd; maxLd * cols at the matrix limit and one pitch
+  // element above; a pitch above the block budget; rows around the copy (= matrix) limit.
   for (const bool interleaved : {false, true}) {
     if (interleaved && !std::is_floating_point_v<T>) continue;
     const Index limit = elems<T>((interleaved ? 128 : 1024) * kKiB),
@@ -321,12 +312,12 @@ TYPED_TEST(Buffering, Submatrices) {
   }
 }
 
-// Output of plans: plain strided scatters, and r2c completion from one-sided vectors at pitch h = n/2+1
-// (element k >= h is the conjugate of element n - k), to unit-stride or strided destinations and in
-// place. Short lengths, both sides of the short-vector path (h 8 at n 14, h 9 at n 16) and of the
+// Strided scatters, and r2c completion (k >= h = n/2+1 is the conjugate of n - k) to unit-stride or
+// strided destinations and in place; both sides of the short-vector path (h 8 / 9) and of the
 // thresholds at which the halves run concurrently.
 TYPED_TEST(Buffering, OutputReconstruction) {
   using T = TypeParam;
+  const auto strided = [](T* d, Index pitch) { return tessel_fft::StridedOutput<T>{d, std::size_t(pitch)}; };
   std::vector<Index> lengths = {1, 2, 3, 4, 5, 14, 15, 16, 17, 101};
   for (Index h : {elems<T>(64 * kKiB), elems<T>(128 * kKiB)}) {
     for (Index n : {2 * h - 4, 2 * h - 3, 2 * h - 2, 2 * h - 1}) lengths.push_back(n);
@@ -336,8 +327,7 @@ TYPED_TEST(Buffering, OutputReconstruction) {
       SCOPED_TRACE(::testing::Message() << "n " << n << " vectors " << vectors);
       const Index stride = vectors + 3;
       expectWalk<T>({n, vectors, stride, 1, 1, n}, [=](T* d, const T* s) {
-        tessel_fft::copyFromOutputBuffer(s, n, vectors,
-                                         tessel_fft::StridedOutput<T>{d, static_cast<std::size_t>(stride)});
+        tessel_fft::copyFromOutputBuffer(s, n, vectors, strided(d, stride));
       });
       if constexpr (!std::is_floating_point_v<T>) {
         const Index h = n / 2 + 1;
@@ -355,9 +345,7 @@ TYPED_TEST(Buffering, OutputReconstruction) {
               h * vectors, n * (pitch ? pitch : vectors), [=](T* d, const T* s) { complete(d, s, pitch); },
               [=](T* d, const T* s) {
                 if (pitch)
-                  tessel_fft::copyFromOutputBuffer(
-                      s, n, vectors, tessel_fft::StridedOutput<T>{d, static_cast<std::size_t>(pitch)},
-                      tessel_fft::r2cTag{});
+                  tessel_fft::copyFromOutputBuffer(s, n, vectors, strided(d, pitch), tessel_fft::r2cTag{});
                 if (!pitch) tessel_fft::copyFromOutputBuffer(s, n, vectors, d, tessel_fft::r2cTag{});
               });
         }

@@ -1,15 +1,23 @@
-// Every entry family through the call model: against the long-double references on tables of chosen
-// calls (each row there for a branch, a limit or a layout; kinds and precisions rotate across rows
-// instead of multiplying them), then with each allocation failed in turn, and with a throwing cache.
+// Every entry family on tables of chosen calls (each row for a branch, a limit or a layout; kinds and
+// precisions rotate across rows), with each allocation failed in turn, with a throwing cache, on
+// problems FFTW refuses; then seeded random calls, alone and from host threads sharing caches.
+// TESSEL_SOAK_SECONDS=s draws rounds of those for s seconds; TESSEL_SOAK_SEED=k replays random call k.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <complex>
 #include <cstdint>
+#include <cstdlib>
+#include <functional>
 #include <iostream>
 #include <map>
+#include <random>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/allocation_control.hpp"
@@ -21,6 +29,7 @@ namespace {
 
 using tessel_fft::c2c;
 using tessel_fft::c2r;
+using tessel_fft::fftwContext;
 using tessel_fft::r2c;
 using namespace tessel_test;
 
@@ -35,8 +44,8 @@ void expectAllPass(const std::vector<Call>& calls) {
   }
 }
 
-// Rows of quillFFT1D; each also runs through quillFFT1DNoCopy, which falls back to the copying driver
-// for strided or misaligned output and for vectors that don't all share the first one's alignment.
+// Rows of quillFFT1D, each also through quillFFT1DNoCopy (which falls back to copying for strided or
+// misaligned output). Partial last blocks run inverse: the division must reach all their vectors.
 TEST(Accuracy, BatchedFFT) {
   std::vector<Call> rows = {
       {Family::Quill, F, c2c, 1, 16, 16, 10, 1, 4, kFwd, 0},     // stride 1: chunks and a tail
@@ -44,9 +53,9 @@ TEST(Accuracy, BatchedFFT) {
       {Family::Quill, F, c2r, 1, 12, 20, 5, 1, 4, kInv, 0},      // truncated to n/2+1
       {Family::Quill, D, c2r, 1, 8, 5, 9, 1, 4, kInv, 0},        // c2r input of exactly n/2+1
       {Family::Quill, F, r2c, 3, 10, 10, 9, 1, 4, kFwd, 0},      // chunk above stride: tails only
-      {Family::Quill, F, c2c, 4, 16, 16, 6, 1, 4, kFwd, 0},      // partial last block, stride % chunk 0
-      {Family::Quill, F, c2r, 6, 12, 12, 9, 1, 3, kFwd, 0},      // partial last block, chunk 3
-      {Family::Quill, D, c2c, 4, 64, 64, 606, 2, 4, kFwd, 0},    // pooled, partial last block
+      {Family::Quill, F, c2c, 4, 16, 16, 6, 1, 4, kInv, 0},      // partial last block, stride % chunk 0
+      {Family::Quill, F, c2r, 6, 12, 12, 9, 1, 3, kInv, 0},      // partial last block, chunk 3
+      {Family::Quill, D, c2c, 4, 64, 64, 606, 2, 4, kInv, 0},    // pooled, partial last block
       {Family::Quill, F, r2c, 12, 64, 64, 1003, 2, 3, kFwd, 0},  // pooled, partial, chunk 3
       {Family::Quill, D, c2r, 1, 64, 64, 300, 4, 4, kInv, 0},    // pooled, stride 1
       {Family::Quill, F, c2c, 37, 64, 60, 333, 4, 3, kFwd, 0},   // pooled, strided, padded, chunk 3
@@ -78,54 +87,33 @@ TEST(Accuracy, BatchedFFT) {
 
 // The loops don't depend on the kind, so kinds rotate across the rows.
 TEST(Accuracy, DCST) {
-  struct Shape {
-    std::uint64_t stride, n, inputLength, numVectors, threads, chunk;
-    int direction;
-    unsigned flags;
+  std::vector<Call> rows = {
+      {Family::DCST, D, 0, 1, 13, 9, 6, 1, 4, 1, kComplex},      // padded complex
+      {Family::DCST, F, 1, 1, 12, 20, 7, 1, 4, -1, kComplex},    // truncated complex: submatrix load
+      {Family::DCST, D, 2, 7, 9, 6, 21, 1, 4, -1, 0},            // three tails a block
+      {Family::DCST, F, 3, 6, 5, 5, 12, 1, 1, 1, kComplex},      // chunk 1 on complex data
+      {Family::DCST, D, 4, 1, 6, 4, 5, 1, 1, 0, 0},              // direction 0: no division
+      {Family::DCST, F, 5, 6, 14, 14, 18, 1, 3, 1, kInPlace},    // in place, strided
+      {Family::DCST, D, 6, 3, 97, 97, 6, 1, 4, -1, kComplex},    // prime
+      {Family::DCST, F, 7, 9, 2, 3, 18, 1, 4, 1, 0},             // n 2
+      {Family::DCST, D, 0, 3, 9, 0, 6, 1, 4, 1, kComplex},       // input length 0
+      {Family::DCST, F, 1, 4, 16, 16, 6, 1, 4, -1, 0},           // partial last block, stride % chunk 0
+      {Family::DCST, D, 2, 8, 16, 16, 13, 1, 4, 1, kComplex},    // partial last block above a chunk
+      {Family::DCST, F, 3, 12, 64, 64, 1003, 2, 3, 1, 0},        // pooled, partial last block
+      {Family::DCST, D, 4, 6, 4, 3, 8400, 2, 4, 1, kComplex},    // pooled, strided complex
+      {Family::DCST, F, 5, 1, 5, 7, 7000, 4, 4, -1, kComplex},   // pooled, truncated complex
+      {Family::DCST, D, 6, 12, 6, 6, 6000, 2, 4, -1, kInPlace},  // pooled in place
+      {Family::DCST, F, 7, 1, 400, 400, 31, 2, 4, 1, kComplex},  // pooled, one or two vectors a task
+      {Family::DCST, D, 0, 1, 1100, 1100, 8, 4, 4, 1, 0},        // direct, parallel end step
+      {Family::DCST, F, 1, 1, 65536, 65536, 1, 4, 4, 1, 0},      // FFTW's own threads
+      {Family::DCST, D, 2, 12, 257, 257, 96, 2, 4, 1, kComplex | kShiftIn | kShiftOut},
+      {Family::DCST, F, 3, 1, 33, 33, 5, 1, 4, 1, kMeasure | kKeepingCache},
+      {Family::DCST, F, 1, 3, 0, 7, 11, 1, 4, 1, kComplex},  // n 0: nothing touched
   };
-  const Shape shapes[] = {
-      {1, 13, 9, 6, 1, 4, 1, kComplex},      // padded complex
-      {1, 12, 20, 7, 1, 4, -1, kComplex},    // truncated complex: submatrix load
-      {7, 9, 6, 21, 1, 4, -1, 0},            // three tails a block
-      {6, 5, 5, 12, 1, 1, 1, kComplex},      // chunk 1 on complex data
-      {1, 6, 4, 5, 1, 1, 0, 0},              // direction 0: no division
-      {6, 14, 14, 18, 1, 3, 1, kInPlace},    // in place, strided
-      {3, 97, 97, 6, 1, 4, -1, kComplex},    // prime
-      {9, 2, 3, 18, 1, 4, 1, 0},             // n 2
-      {3, 9, 0, 6, 1, 4, 1, kComplex},       // input length 0
-      {4, 16, 16, 6, 1, 4, -1, 0},           // partial last block, stride % chunk 0
-      {8, 16, 16, 13, 1, 4, -1, kComplex},   // partial last block above a chunk
-      {12, 64, 64, 1003, 2, 3, -1, 0},       // pooled, partial last block
-      {6, 4, 3, 8400, 2, 4, 1, kComplex},    // pooled, strided complex
-      {1, 5, 7, 7000, 4, 4, -1, kComplex},   // pooled, truncated complex
-      {12, 6, 6, 6000, 2, 4, -1, kInPlace},  // pooled in place
-      {1, 400, 400, 31, 2, 4, 1, kComplex},  // pooled, one or two vectors a task
-      {1, 1100, 1100, 8, 4, 4, 1, 0},        // direct, parallel end step
-      {1, 65536, 65536, 1, 4, 4, 1, 0},      // FFTW's own threads
-      {12, 257, 257, 96, 2, 4, 1, kComplex | kShiftIn | kShiftOut},
-      {1, 33, 33, 5, 1, 4, 1, kMeasure | kKeepingCache},
-  };
-  std::vector<Call> rows;
-  for (std::size_t i = 0; i < std::size(shapes); ++i) {
-    const Shape& s = shapes[i];
-    // DCT-I is undefined for one point (and, with n 2 too, easily wrong): give those rows another kind.
-    const int kind = static_cast<int>(i % 8) == 0 && s.n <= 2 ? 1 : static_cast<int>(i % 8);
-    rows.push_back({Family::DCST, i % 2 == 1, kind, s.stride, s.n, s.inputLength, s.numVectors, s.threads,
-                    s.chunk, s.direction, s.flags});
-  }
-  rows.push_back({Family::DCST, F, 1, 3, 0, 7, 11, 1, 4, 1, kComplex});  // n 0: nothing touched
+  // DCT-I is undefined for one point; every other kind at n 1.
   for (int kind = 1; kind < 8; ++kind)
     rows.push_back({Family::DCST, kind % 2 == 0, kind, 4, 1, 2, 8, 1, 4, 1, 0});
   expectAllPass(rows);
-}
-
-// An inverse call divides the vectors themselves: for a batch ending inside a block they are not the first
-// n * numVectors elements of the output.
-TEST(Accuracy, PartialLastBlockInverse) {
-  expectAllPass({{Family::Quill, F, c2r, 6, 12, 12, 9, 1, 3, kInv, 0},
-                 {Family::NoCopy, D, c2c, 4, 64, 64, 606, 2, 4, kInv, 0},
-                 {Family::DCST, F, 1, 8, 16, 16, 13, 1, 4, 1, kComplex},
-                 {Family::DCST, D, 6, 12, 64, 64, 1003, 2, 3, 1, 0}});
 }
 
 // The random soak covers the interleaved layouts; these rows hold the limits: completion at n 1 to 4
@@ -154,9 +142,8 @@ TEST(Accuracy, Interleaved) {
   expectAllPass(rows);
 }
 
-// 5 x 7 and 9 x 6 x 13 leave a tail after whole chunks; 4 x 4 has the chunk plan alone, 3 x 3 the single
-// plan alone; {1, 8} gives a later dimension stride 1; 2100 doubles and 1024 complex doubles make rows of
-// the scaling 16 KiB or more.
+// Tails after whole chunks (5 x 7, 9 x 6 x 13), the chunk or the single plan alone (4 x 4, 3 x 3), a
+// later dimension of stride 1 ({1, 8}), scaling rows of 16 KiB or more (2100, 1024 complex).
 TEST(Accuracy, DctND) {
   const std::vector<std::uint64_t> shapes[] = {{7},        {1},        {5, 7},       {4, 4},       {3, 3},
                                                {1, 8},     {9, 6, 13}, {2, 3, 1, 5}, {3, 1, 4, 2}, {1, 1},
@@ -190,9 +177,8 @@ const Call kSweep[] = {
     {Family::Interleaved2D, D, c2r, 1, 16, 16, 12, 1, 1, kInv, kMeasure},
 };
 
-// For k = 0, 1, ...: the call with its k-th allocation failed either succeeds with the right result or
-// throws "FFTW:nomem", leaks no block, and the call succeeds once more (so the planner's lock is free);
-// until a call runs with no allocation left to fail.
+// For k = 0, 1, ... until nothing is left to fail: with its k-th allocation failed a call succeeds or
+// throws "FFTW:nomem", leaks no block, and runs once more (so the planner's lock is free).
 TEST(Failures, EveryAllocationFailedOnce) {
   const char* const names[] = {"quillFFT1D",       "quillFFT1DNoCopy", "quillDCST1D",
                                "interleavedFFT1D", "interleavedFFT2D", "dctIIND/idctIIND"};
@@ -225,8 +211,7 @@ TEST(Failures, EveryAllocationFailedOnce) {
   for (const auto& [family, count] : injected) std::cout << family << ": " << count << " injected failures\n";
 }
 
-// A cache that throws on its n-th lookup, as a host's might when its own storage fails; it refuses all
-// plans, so the run owns and must destroy the ones made before (the leak checker sees any it doesn't).
+// A host cache that throws on its n-th lookup and refuses all plans: the run must destroy its own.
 class ThrowingCache : public CountingFFTCache<double, c2c> {
  public:
   explicit ThrowingCache(int failingLookup) : CountingCache(false), failingLookup_(failingLookup) {}
@@ -239,13 +224,11 @@ class ThrowingCache : public CountingFFTCache<double, c2c> {
   int failingLookup_, seen_ = 0;
 };
 
-// The first or the second plan of a direct and a pooled run fails: the text comes through, no block is
-// left, and nothing was written.
+// The first or second plan of a direct and a pooled run fails: the text comes through, nothing stays.
 TEST(Failures, ThrowingCacheLeavesNothingBehind) {
   for (const std::uint64_t threads : {1, 2}) {
     for (int failingLookup : {1, 2}) {
-      const tessel_fft::fftwContext context(threads, FFTW_ESTIMATE, tessel_fft::fftwContext::EMBED_COMPACT,
-                                            false);
+      const fftwContext context(threads, FFTW_ESTIMATE, fftwContext::EMBED_COMPACT, false);
       const std::uint64_t stride = threads == 1 ? 6 : 1, n = 256, numVectors = 12 * (threads == 1 ? 1 : 40);
       const std::vector<std::complex<double>> in(n * numVectors, {0.5, 0.25});
       std::vector<std::complex<double>> out(in.size(), {1, 1});
@@ -260,6 +243,163 @@ TEST(Failures, ThrowingCacheLeavesNothingBehind) {
       EXPECT_EQ(out, std::vector<std::complex<double>>(out.size(), {1, 1}));
     }
   }
+}
+
+// Problems FFTW has no plan for (DCT-I of one point; in-place r2c and c2r of one point, several vectors,
+// 1-D or 2-D) end the call with FFTW's failure before anything runs; planning alone stays quiet.
+TEST(RefusedPlan, EndsTheCallBeforeAnythingRuns) {
+  const fftwContext direct(1, FFTW_ESTIMATE, fftwContext::EMBED_FULL_LENGTH, false);
+  const fftwContext pooled(2, FFTW_ESTIMATE, fftwContext::EMBED_FULL_LENGTH, false);
+  const std::vector<double> in(100000, 1.0);
+  std::vector<double> out(in.size(), 7.0), data(8, 1.0);
+  auto* pairs = reinterpret_cast<double(*)[2]>(data.data());
+  const std::function<void()> refused[] = {
+      [&] {
+        tessel_fft::quillDCST1D<double, 0>(direct, nullptr, in.data(), out.data(), 1, 1, 1, 9, -1, false);
+      },
+      [&] {
+        tessel_fft::quillDCST1D<double, 0>(pooled, nullptr, in.data(), out.data(), 1, 1, 1, in.size(), 1,
+                                           true);
+      },
+      [&] { tessel_fft::interleavedFFT1D<double, 0>(direct, nullptr, data.data(), pairs, 1, 2, -1, false); },
+      [&] { tessel_fft::interleavedFFT1D<double, 1>(direct, nullptr, pairs, data.data(), 1, 3, 1, false); },
+      [&] { tessel_fft::interleavedFFT2D<double, 0>(direct, nullptr, data.data(), pairs, 1, 2, -1, false); },
+      [&] { tessel_fft::interleavedFFT2D<double, 1>(direct, nullptr, pairs, data.data(), 1, 2, 1, false); }};
+  for (const auto& call : refused) EXPECT_EQ(tessel_test::errorText(call), "FFTWAssertionFailure");
+  EXPECT_EQ(out, std::vector<double>(in.size(), 7.0));
+  EXPECT_EQ(tessel_test::errorText([&] {
+              tessel_fft::interleavedFFT1D<double, 0>(direct, nullptr, data.data(), pairs, 1, 2, -1, true);
+            }),
+            "");
+}
+
+// A valid call drawn from `seed`: mostly small, sometimes long, primes and 1, every accepted layout.
+Call randomCall(unsigned seed) {
+  std::mt19937 rng(seed);
+  const auto below = [&](std::uint64_t bound) { return bound == 0 ? 0 : rng() % bound; };
+  const auto chance = [&](unsigned oneIn) { return below(oneIn) == 0; };
+  const auto pick = [&](std::initializer_list<std::uint64_t> values) {
+    return values.begin()[below(values.size())];
+  };
+  Call c{static_cast<Family>(below(6)), chance(2), 0, 1, 0, 0, 0, 1 + below(4), 1 + below(5), 0, 0};
+  c.seed = seed;
+  const std::uint64_t n = below(10) < 7   ? 1 + below(40)
+                          : below(3) != 0 ? pick({64, 97, 128, 257, 509, 1009, 1536})
+                                          : pick({4096, 8192, 8193, 65535, 65536});
+  // Measuring costs tens of milliseconds beyond short lengths: the tables hold those rows.
+  const bool cheapToMeasure = n <= 128;
+  if (chance(4)) c.flags |= kShiftIn;
+  if (chance(4)) c.flags |= kShiftOut;
+  c.flags |= pick({0, kKeepingCache, kRefusingCache});
+  if (cheapToMeasure && chance(6)) c.flags |= kMeasure;
+  if ((cheapToMeasure || n > 8192) && chance(6)) c.flags |= kHybrid;
+  switch (c.family) {
+    case Family::Quill:
+    case Family::NoCopy:
+    case Family::DCST: {
+      c.kind = static_cast<int>(c.family == Family::DCST ? below(8) : below(3));
+      if (c.family == Family::DCST && c.kind == 0 && n == 1) c.kind = 1;  // DCT-I needs two points
+      c.n = n;
+      c.stride = pick({1, 1, 1, 2, 3, 4, 5, 6, 8, 12, 37});
+      c.inputLength = chance(2) ? n : below(2 * n + 2);
+      c.numVectors = below(std::max<std::uint64_t>(2, (std::uint64_t{1} << 16) / n));
+      if (n > 4096) c.numVectors = 1 + below(2);
+      c.sign = c.family == Family::DCST ? static_cast<int>(below(3)) - 1
+               : chance(2)              ? FFTW_FORWARD
+                                        : FFTW_BACKWARD;
+      if (c.family == Family::DCST && chance(2)) c.flags |= kComplex;
+      const bool sameShape = c.inputLength == n && (c.family == Family::DCST || c.kind == c2c);
+      if (c.family != Family::NoCopy && sameShape && chance(5)) c.flags |= kInPlace;
+      break;
+    }
+    case Family::Interleaved1D:
+    case Family::Interleaved2D: {
+      c.kind = static_cast<int>(below(3));
+      const bool twoD = c.family == Family::Interleaved2D;
+      c.n = twoD ? 1 + below(24) : n;
+      c.numVectors = twoD ? 1 + below(12) : n > 4096 ? 1 : 1 + below(4);
+      c.inputLength = c.n;
+      c.threads = 1 + below(2);
+      c.sign = chance(2) ? FFTW_FORWARD : FFTW_BACKWARD;
+      // r2c completes rows n apart, so its rows must be full length; FFTW takes real kinds in place
+      // for one 1-D vector only, and planning in place may measure on the data itself.
+      if (c.kind == r2c || (c.kind == c2r && chance(2))) c.flags |= kFullEmbed;
+      const bool realInPlace = !twoD && c.numVectors == 1 && (c.kind == r2c) == ((c.flags & kFullEmbed) != 0);
+      const bool estimating = !(c.flags & kMeasure) && (!(c.flags & kHybrid) || c.n > 8192);
+      if (estimating && (c.kind == c2c || realInPlace) && chance(4)) c.flags |= kInPlace;
+      break;
+    }
+    case Family::ND: {
+      c.kind = static_cast<int>(below(2));
+      for (std::uint64_t rank = 1 + below(4), total = 1; rank > 0; --rank) {
+        c.dims.push_back(1 + below(std::min<std::uint64_t>(16, 4096 / total)));
+        total *= c.dims.back();
+      }
+      c.flags |= (chance(2) ? kComplex : 0u) | (chance(2) ? kOrthonormal : 0u) | (chance(4) ? kInPlace : 0u);
+      break;
+    }
+  }
+  return c;
+}
+
+void expectPasses(const Call& call, const Outcome& outcome) {
+  EXPECT_EQ(outcome.error + outcome.failure, "")
+      << "replay with TESSEL_SOAK_SEED=" << call.seed << ": " << describe(call);
+}
+
+unsigned environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? static_cast<unsigned>(std::strtoul(value, nullptr, 10)) : 0;
+}
+
+TEST(Soak, RandomCalls) {
+  const unsigned replay = environment("TESSEL_SOAK_SEED");
+  for (unsigned seed = replay ? replay : 1; seed <= (replay ? replay : 300); ++seed)
+    expectPasses(randomCall(seed), runCall(randomCall(seed)));
+}
+
+// Rounds of fresh calls run alone (and checked), then by eight host threads in different orders
+// through the same shared plan caches, each bit for bit as alone.
+TEST(Soak, ConcurrentHostsMatchLoneRuns) {
+  constexpr unsigned kCallsPerRound = 24, kHosts = 8;
+  const auto budget = std::chrono::seconds(environment("TESSEL_SOAK_SECONDS"));
+  const auto start = std::chrono::steady_clock::now();
+  std::uint64_t loneCalls = 0, sharedCalls = 0;
+  for (unsigned round = 0; round == 0 || std::chrono::steady_clock::now() - start < budget; ++round) {
+    CacheSet caches;
+    std::vector<Call> calls;
+    std::vector<Outcome> alone;
+    for (unsigned i = 0; i < kCallsPerRound; ++i) {
+      calls.push_back(randomCall(1000003 + round * kCallsPerRound + i));
+      alone.push_back(runCall(calls.back(), &caches));
+      expectPasses(calls.back(), alone.back());
+    }
+    loneCalls += kCallsPerRound;
+    std::atomic<unsigned> mismatches{0};
+    std::vector<std::thread> hosts;
+    for (unsigned host = 0; host < kHosts; ++host) {
+      hosts.emplace_back([&, host] {
+        for (unsigned i = 0; i < kCallsPerRound; ++i) {
+          const unsigned which = (i * (2 * host + 1) + host) % kCallsPerRound;
+          const Outcome shared = runCall(calls[which], &caches);
+          if (shared.output != alone[which].output || shared.error != alone[which].error ||
+              !shared.failure.empty()) {
+            mismatches.fetch_add(1);
+            std::cerr << "differs from its lone run, TESSEL_SOAK_SEED=" << calls[which].seed << ": "
+                      << describe(calls[which]) << "\n";
+          }
+        }
+      });
+    }
+    for (auto& host : hosts) host.join();
+    sharedCalls += kHosts * kCallsPerRound;
+    ASSERT_EQ(mismatches.load(), 0u);
+  }
+  if (budget.count() > 0)
+    std::cout
+        << "soak: " << loneCalls << " calls alone, " << sharedCalls << " shared, in "
+        << std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start).count()
+        << " s\n";
 }
 
 }  // namespace

@@ -1,11 +1,14 @@
-// The pieces under the entries, each tested once: the context, the FFTW facade and its assertion hook,
-// aligned scratch, the scratch pairs and pools both batched families share, plan keys and the cache
-// protocol, the attempts that get a measured plan without touching the caller's input, which plans each
-// batched run asks a host cache for, and exact values where entries meet their edges.
+// The pieces under the entries, each tested once: context, FFTW facade and assertion hook, scratch and
+// its pools, the batch layer's tasks, plan keys and ownership, measured plans that spare the caller's
+// input, the plans a batched run asks a host cache for, the ready-made caches, exact values at the entries'
+// edges, and the shared library's exported names.
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include <tbb/global_control.h>
+#include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -13,19 +16,26 @@
 #include <cmath>
 #include <complex>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <limits>
+#include <map>
+#include <memory>
 #include <set>
+#include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include "backend/aligned_scratch.hpp"
+#include "batch/batch_run.hpp"
 #include "batch/buffer_managers.hpp"
 #include "dcst/dcst_planner.hpp"
 #include "plans/fft_planner.hpp"
 #include "support/allocation_control.hpp"
 #include "support/calls.hpp"
 #include "support/counting_cache.hpp"
+#include "support/reference.hpp"
 #include "tessel_fft/tessel_fft.hpp"
 
 namespace {
@@ -46,9 +56,7 @@ TEST(Units, ContextDefaultsAndHybridStrategy) {
   EXPECT_EQ(defaults.getPlanStrategy(), 64u);
   EXPECT_FALSE(defaults.mayOverwrite());
   EXPECT_EQ(hybrid.getChunkSize(), 4u);
-  EXPECT_EQ(hybrid.getPlanStrategy(), 0xFFFFFFFFu);
-  EXPECT_EQ(hybrid.getPlanStrategy(8192), 0u);
-  EXPECT_EQ(hybrid.getPlanStrategy(8193), 64u);
+  EXPECT_EQ(hybrid.getPlanStrategy(), 0xFFFFFFFFu);  // its 8192 threshold: Plans.ScratchOnly*
 }
 
 TEST(Units, ScratchResiduesOverflowAndFailure) {
@@ -78,9 +86,8 @@ TEST(Units, ScratchResiduesOverflowAndFailure) {
   EXPECT_EQ(liveScratchBlocks(), live);
 }
 
-// FFTW's planner runs out of memory on a huge prime length under a lowered address-space limit; its
-// internal assertion must come out as an exception and leave the planner usable. Run in a child so the
-// limit does not reach the rest of the suite; the sanitizers reserve more address space than it allows.
+// FFTW's planner runs out of memory on a huge prime under a lowered address-space limit (in a child):
+// its assertion must come out as an exception and leave the planner usable.
 TEST(Units, AssertionFailureBecomesExceptionAndReleasesTheLock) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "address-space limit conflicts with the sanitizer's shadow memory";
@@ -109,25 +116,8 @@ TEST(Units, AssertionFailureBecomesExceptionAndReleasesTheLock) {
 #endif
 }
 
-// A first pair is all or nothing, for the direct pair, the pool, and the input-only pair.
-TEST(Units, FirstScratchPairIsAllOrNothing) {
-  const long live = liveScratchBlocks();
-  char caller[8];
-  const auto failing = [](long skip, auto make) {
-    FailAllocations failing(skip, 1);
-    return errorText(make);
-  };
-  for (long skip : {0, 1}) {
-    EXPECT_EQ(failing(skip, [] { tessel_fft::ScratchBufferPair pair(64, 64); }), "FFTW:nomem");
-    EXPECT_EQ(failing(skip, [] { tessel_fft::MultiBufferMgr pool(64, 64); }), "FFTW:nomem");
-  }
-  EXPECT_EQ(failing(0, [&] { tessel_fft::ScratchBufferPair pair(64, 0, caller); }), "FFTW:nomem");
-  EXPECT_EQ(liveScratchBlocks(), live);
-}
-
-// An input-only pool allocates input blocks only and hands every task the caller's output. With no
-// memory and the pool empty, a task waits for the next pair given back and takes that one; the pools
-// free every pair they hold when they go.
+// An input-only pool hands every task the caller's output. With no memory and the pool empty, a task
+// waits for the next pair given back; the pools free every pair when they go.
 TEST(Units, PoolsWaitForAPairAndFreeAll) {
   const long live = liveScratchBlocks();
   char caller[8];
@@ -205,7 +195,7 @@ TEST(Plans, KeyGoldenValues) {
   const FFTPlanner<double, c2c> full(&twoThreadsFull, &fft), compact(&plain, &fft), two(&styleTwo, &fft);
   const tessel_fft::DCSTPlanner<double, 6> dcstPlanner(&twoThreadsFull, &dcst);
   // In at 4, out at 8 modulo 16, inverse, full embedding, out of place, two threads.
-  planAndRelease(full, 16, 1, arena.at(4), arena.at(1024 + 8), FFTW_BACKWARD);
+  EXPECT_FALSE(planAndRelease(full, 16, 1, arena.at(4), arena.at(1024 + 8), FFTW_BACKWARD));
   planAndRelease(dcstPlanner, 8, 3, arena.at<double>(4), arena.at<double>(1024 + 8), 1);
   // In place: bit 24 for the FFT, bit 16 for the cosine/sine family.
   planAndRelease(compact, 16, 4, arena.at(0), arena.at(0), FFTW_FORWARD);
@@ -213,8 +203,12 @@ TEST(Plans, KeyGoldenValues) {
   // The input's alignment separates plans.
   planAndRelease(compact, 16, 4, arena.at(8), arena.at(1024), FFTW_FORWARD);
   planAndRelease(compact, 16, 4, arena.at(0), arena.at(1024), FFTW_FORWARD);
-  // Style 2 plans full-length rows yet keys like a compact request: the lookup hits.
-  planAndRelease(two, 16, 4, arena.at(0), arena.at(1024), FFTW_FORWARD);
+  // Style 2 plans full-length rows yet keys like a compact request: the lookup hits. A plan belongs to
+  // the cache that took or returned it, otherwise to the caller.
+  EXPECT_FALSE(planAndRelease(two, 16, 4, arena.at(0), arena.at(1024), FFTW_FORWARD));
+  CountingFFTCache<double, c2c> refusing(false);
+  EXPECT_TRUE(planAndRelease(FFTPlanner<double, c2c>(&plain, &refusing), 8, 1, arena.at(0), arena.at(8), -1));
+  EXPECT_TRUE(planAndRelease(FFTPlanner<double, c2c>(&plain, nullptr), 8, 1, arena.at(0), arena.at(8), -1));
   // The same sizes in 2-D differ by rank.
   tessel_fft::fftwPlan<double> plan2D = nullptr;
   compact.getPlan2D(16, 4, arena.at(0), arena.at(0), FFTW_FORWARD, plan2D);
@@ -224,22 +218,6 @@ TEST(Plans, KeyGoldenValues) {
   EXPECT_EQ(fft.insertedKeys, expectedFFT);
   EXPECT_EQ(dcst.insertedKeys, expectedDCST);
   EXPECT_EQ(fft.hits, 1);
-}
-
-// A plan belongs to the cache that took or returned it, otherwise to the caller.
-TEST(Plans, OwnershipTable) {
-  Arena arena;
-  const fftwContext context;
-  CountingFFTCache<double, c2c> accepting, refusing(false);
-  const FFTPlanner<double, c2c> takes(&context, &accepting), refuses(&context, &refusing),
-      none(&context, nullptr);
-  EXPECT_FALSE(planAndRelease(takes, 8, 1, arena.at(0), arena.at(2048), FFTW_FORWARD));   // inserted
-  EXPECT_FALSE(planAndRelease(takes, 8, 1, arena.at(0), arena.at(2048), FFTW_FORWARD));   // found
-  EXPECT_TRUE(planAndRelease(refuses, 8, 1, arena.at(0), arena.at(2048), FFTW_FORWARD));  // refused
-  EXPECT_TRUE(planAndRelease(none, 8, 1, arena.at(0), arena.at(2048), FFTW_FORWARD));     // no cache
-  EXPECT_EQ(accepting.inserts, 1);
-  EXPECT_EQ(accepting.hits, 1);
-  EXPECT_EQ(refusing.size(), 0u);
 }
 
 // Scratch is allocated only when a measured plan is wanted, may not overwrite, and FFTW has no wisdom.
@@ -357,6 +335,193 @@ TEST(Plans, InterleavedPlanOnlyFillsTheCache) {
   EXPECT_EQ(cache.inserts, 1);
   EXPECT_EQ(cache.hits, 1);
   EXPECT_EQ(out[0], 6.0f);
+}
+
+// A task holds its pair while kernels run nested loops. A thread waiting for one that picked up another
+// task of the run could wait (under memory shortage) for a pair it holds further down its stack: a
+// hang. More workers than cores make the interleaving likely.
+TEST(PooledRun, NestedLoopsNeverStartAnotherTaskOfTheRun) {
+  std::atomic<int> reentered{0};
+  tbb::global_control workers(tbb::global_control::max_allowed_parallelism, 8);
+  tbb::task_arena arena(8);
+  arena.execute([&] {
+    tessel_fft::MultiBufferMgr manager(64, 64);
+    const auto loop = [&](void*, void*, std::size_t, std::size_t) {
+      static thread_local int depth = 0;
+      if (depth++ != 0) reentered.fetch_add(1);
+      tbb::parallel_for(0, 32, [](int) { std::this_thread::sleep_for(std::chrono::microseconds(20)); });
+      --depth;
+    };
+    tessel_fft::runTasks(manager, {{2, 8, 8, 2048}, 8}, 1 << 20, loop);
+  });
+  EXPECT_EQ(reentered.load(), 0);
+}
+
+// Fails in the task holding vector `poisoned` once another task holds a pair, which keeps it until the
+// failure; nobody waits past `deadline`, so a lone worker makes the test weaker, not stuck.
+struct FailingLoopBody {
+  static inline std::atomic<int> running{0};
+  static inline std::atomic<bool> failed{false};
+  static inline std::size_t poisoned = 0;
+  static inline std::chrono::steady_clock::time_point deadline;
+
+  void operator()(void*, void*, std::size_t begin, std::size_t end) const {
+    running.fetch_add(1);
+    const bool mine = begin <= poisoned && poisoned < end;
+    while ((mine ? running.load() < 2 : !failed.load()) && std::chrono::steady_clock::now() < deadline)
+      std::this_thread::yield();
+    running.fetch_sub(1);
+    if (mine) {
+      failed.store(true);
+      throw std::runtime_error("task failure");
+    }
+  }
+};
+
+TEST(PooledRun, ExceptionInOneTaskComesOutOnceAndFreesAllPairs) {
+  const long liveBefore = liveScratchBlocks();
+  // The first vectors of the calling thread's and of a thief's first task.
+  for (std::size_t poisoned : {0, 128}) {
+    FailingLoopBody::poisoned = poisoned;
+    FailingLoopBody::failed = false;
+    FailingLoopBody::deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    int caught = 0;
+    {
+      tessel_fft::MultiBufferMgr manager(64, 64);
+      try {
+        tessel_fft::runTasks(manager, {{1, 4, 4, 256}, 4}, 1 << 20, FailingLoopBody{});
+      } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "task failure");
+        ++caught;
+      }
+    }
+    EXPECT_EQ(caught, 1);
+    EXPECT_TRUE(FailingLoopBody::failed.load());
+    EXPECT_EQ(liveScratchBlocks(), liveBefore);
+  }
+}
+
+// A cheap real plan of n points; planning by estimate never touches the array.
+fftw_plan smallPlan(std::uint64_t n) {
+  std::vector<double> buffer(n);
+  const fftw_iodim64 dim{static_cast<std::ptrdiff_t>(n), 1, 1};
+  const fftw_r2r_kind kind = FFTW_REDFT10;
+  return fftwApi::getInstance().plan(1, &dim, 0, nullptr, buffer.data(), buffer.data(), &kind, FFTW_ESTIMATE);
+}
+
+fftwPlanKey keyOf(std::uint64_t n) { return {n, 1, 0, 0}; }
+
+TEST(ReadyCaches, LruEvictsLeastRecentlyUsed) {
+  // Evicted plans are destroyed by the cache: the leak checker sees any it forgets.
+  tessel_fft::lruDCSTPlanCache<double, 1> cache(3);
+  fftw_plan plans[5];
+  for (std::uint64_t i = 0; i < 5; ++i) plans[i] = smallPlan(8 + i);
+  for (std::uint64_t i = 0; i < 3; ++i) ASSERT_TRUE(cache.insertPlan(keyOf(8 + i), plans[i]));
+  EXPECT_EQ(cache.lookupPlan(keyOf(8)), plans[0]);  // recency now 8, 10, 9
+  ASSERT_TRUE(cache.insertPlan(keyOf(11), plans[3]));
+  EXPECT_EQ(cache.lookupPlan(keyOf(9)), nullptr);
+  EXPECT_EQ(cache.lookupPlan(keyOf(10)), plans[2]);  // recency now 10, 11, 8
+  ASSERT_TRUE(cache.insertPlan(keyOf(12), plans[4]));
+  EXPECT_EQ(cache.lookupPlan(keyOf(8)), nullptr);
+  EXPECT_EQ(cache.lookupPlan(keyOf(11)), plans[3]);
+  EXPECT_EQ(cache.lookupPlan(keyOf(12)), plans[4]);
+  EXPECT_EQ(cache.size(), 3u);
+  // A second plan for a held key is refused and stays with the caller.
+  fftw_plan duplicate = smallPlan(10);
+  EXPECT_FALSE(cache.insertPlan(keyOf(10), duplicate));
+  EXPECT_EQ(cache.lookupPlan(keyOf(10)), plans[2]);
+  fftwApi::getInstance().destroyPlan(duplicate);
+}
+
+TEST(ReadyCaches, SmallestLruKeepsBothPlansOfOneCall) {
+  // Asked for room for one plan, the cache keeps two: a call fetches its single plan, then inserts its
+  // chunk plan, which must not destroy the single plan that the call is about to run. Vector counts
+  // that are not multiples of the chunk size 4 make every call need both.
+  tessel_fft::lruFFTPlanCache<double, c2c> cache(1);
+  for (int round = 0; round < 2; ++round) {
+    for (const std::uint64_t n : {16, 32, 12, 100}) {
+      const std::uint64_t vectors = 5 + n % 5;
+      const std::vector<double> in = randomReals<double>(2 * n * vectors, static_cast<unsigned>(n));
+      std::vector<double> viaCache(in.size()), plain(in.size());
+      for (std::vector<double>* out : {&viaCache, &plain}) {
+        tessel_fft::quillFFT1D<double, c2c>(fftwContext(), out == &viaCache ? &cache : nullptr,
+                                            reinterpret_cast<const std::complex<double>*>(in.data()),
+                                            reinterpret_cast<std::complex<double>*>(out->data()), 1, n, n,
+                                            vectors, FFTW_FORWARD);
+      }
+      EXPECT_EQ(0, std::memcmp(viaCache.data(), plain.data(), plain.size() * sizeof(double))) << "n " << n;
+    }
+  }
+  EXPECT_EQ(cache.size(), 2u);
+}
+
+// The shared library exports exactly the public API: the 96 names of the transform families in
+// namespace tessel_fft (counting overloads, not the two symbols a constructor emits), the version query,
+// and FFTW's two assertion handlers, nothing else.
+// Name without parameter list and return type, spaces removed: "tessel_fft::quillFFT1D<double,2>".
+std::string baseName(std::string symbol) {
+  if (symbol.rfind("void ", 0) == 0) symbol.erase(0, 5);
+  int depth = 0;
+  std::string base;
+  for (char c : symbol) {
+    if (c == '<') ++depth;
+    if (c == '>') --depth;
+    if (c == '(' && depth == 0) break;
+    if (c != ' ') base += c;
+  }
+  return base;
+}
+
+std::map<std::string, int> expectedExports() {
+  std::map<std::string, int> expected;
+  const std::string api = "tessel_fft::fftwApi::", context = "tessel_fft::fftwContext::";
+  for (const char* name : {"fftwApi", "getInstance", "malloc", "free", "getVersion", "fftwAccessMutex_"})
+    expected[api + name] = 1;
+  expected[api + "destroyPlan"] = 2;
+  for (const char* name : {"execute", "plan", "planMany"}) expected[api + name] = 8;
+  for (const char* name :
+       {"getNumThreads", "getChunkSize", "getEmbedStyle", "mayOverwrite", "setNumThreads", "setChunkSize",
+        "setPlanStrategy", "setEmbedStyle", "setMayOverwrite", "TS_FFTW_HYBRID"})
+    expected[context + name] = 1;
+  for (const char* name : {"fftwContext", "operator=", "getPlanStrategy"}) expected[context + name] = 2;
+  for (const char* real : {"float", "double"}) {
+    for (int kind = 0; kind < 3; ++kind)
+      for (const char* family : {"quillFFT1D", "quillFFT1DNoCopy", "interleavedFFT1D", "interleavedFFT2D"})
+        expected["tessel_fft::" + std::string(family) + "<" + real + "," + std::to_string(kind) + ">"] = 1;
+    for (int kind = 0; kind < 8; ++kind)
+      expected["tessel_fft::quillDCST1D<" + std::string(real) + "," + std::to_string(kind) + ">"] = 1;
+    for (const std::string& element : {std::string(real), "std::complex<" + std::string(real) + ">"})
+      for (const char* family : {"dctIIND", "idctIIND"})
+        expected["tessel_fft::" + std::string(family) + "<" + element + ">"] = 1;
+  }
+  return expected;
+}
+
+// Exported beyond the transform families, each named here.
+const std::map<std::string, int> kAdditions = {{"tessel_fft::getLibraryVersion", 1}};
+
+TEST(ExportedSymbols, ExactlyThePublicApi) {
+  const std::string command = std::string("nm -DCj --defined-only '") + TESSEL_SHARED_LIBRARY_PATH + "'";
+  std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+  ASSERT_TRUE(pipe);
+  std::map<std::string, std::set<std::string>> exported;  // base name -> distinct full names
+  std::set<std::string> others;
+  for (char line[4096]; std::fgets(line, sizeof line, pipe.get()) != nullptr;) {
+    const std::string name(line, std::strcspn(line, "\n"));
+    const std::string base = baseName(name);
+    (base.rfind("tessel_fft::", 0) == 0 ? exported[base] : others).insert(name);
+  }
+  std::map<std::string, int> actual;
+  int total = 0;
+  for (const auto& [base, names] : exported) {
+    actual[base] = static_cast<int>(names.size());
+    total += actual[base];
+  }
+  std::map<std::string, int> expected = expectedExports();
+  expected.insert(kAdditions.begin(), kAdditions.end());
+  EXPECT_EQ(actual, expected);
+  EXPECT_EQ(total, 96 + static_cast<int>(kAdditions.size()));
+  EXPECT_EQ(others, (std::set<std::string>{"fftw_assertion_failed", "fftwf_assertion_failed"}));
 }
 
 }  // namespace

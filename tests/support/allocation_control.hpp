@@ -1,28 +1,24 @@
 #pragma once
 
-// Failure injection for the library's allocations, through the executable's own allocators
-// (allocation_overrides.cpp).
+// Failure injection for the library's allocations, through the executable's own scalable_malloc and
+// fftw_malloc (allocation_overrides.cpp).
 
 #include <stdexcept>
 #include <string>
 
 namespace tessel_test {
 
-// Number of blocks obtained through scalable_malloc and not yet freed.
-long liveScratchBlocks();
-// Number of scalable_malloc calls so far, failed ones included.
-long scratchAllocationCalls();
+long liveScratchBlocks();       // blocks from scalable_malloc not yet freed
+long scratchAllocationCalls();  // scalable_malloc calls so far, failed ones included
 
-// While alive, lets `skip` allocations through, then fails the next `failCount` (negative: all).
-// Counts scalable_malloc and fftw_malloc calls together, from any thread.
-class FailAllocations {
- public:
+// While alive, lets `skip` allocations (scalable_malloc and fftw_malloc, any thread) through, then fails
+// the next `failCount` (negative: all).
+struct FailAllocations {
   FailAllocations(long skip, long failCount);
   ~FailAllocations();
   FailAllocations(const FailAllocations&) = delete;
   FailAllocations& operator=(const FailAllocations&) = delete;
-  // How many allocations were refused.
-  long failures() const;
+  long failures() const;  // how many were refused
 };
 
 // The text of the std::runtime_error that `call` throws, or "" if it returns normally.

@@ -195,18 +195,16 @@ void runFFT(const Call& c, const tessel_fft::fftwContext& context, CacheSet& cac
   using E = tessel_fft::fftElements<T, Kind>;
   using I = tessel_fft::interleavedElements<T, Kind>;
   auto* cache = caches.get<CountingFFTCache<T, Kind>>(c.flags);
-  const auto* batchIn = reinterpret_cast<const typename E::In*>(in);
-  auto* batchOut = reinterpret_cast<typename E::Out*>(out);
-  auto* plainIn = reinterpret_cast<typename I::In*>(in);
-  auto* plainOut = reinterpret_cast<typename I::Out*>(out);
   if (c.family == Family::Quill || c.family == Family::NoCopy) {
     auto* entry =
         c.family == Family::Quill ? &tessel_fft::quillFFT1D<T, Kind> : &tessel_fft::quillFFT1DNoCopy<T, Kind>;
-    entry(context, cache, batchIn, batchOut, c.stride, c.n, c.inputLength, c.numVectors, c.sign);
+    entry(context, cache, reinterpret_cast<const typename E::In*>(in),
+          reinterpret_cast<typename E::Out*>(out), c.stride, c.n, c.inputLength, c.numVectors, c.sign);
   } else {
     auto* entry = c.family == Family::Interleaved1D ? &tessel_fft::interleavedFFT1D<T, Kind>
                                                     : &tessel_fft::interleavedFFT2D<T, Kind>;
-    entry(context, cache, plainIn, plainOut, c.n, c.numVectors, c.sign, false);
+    entry(context, cache, reinterpret_cast<typename I::In*>(in), reinterpret_cast<typename I::Out*>(out), c.n,
+          c.numVectors, c.sign, false);
   }
 }
 
@@ -262,7 +260,6 @@ Outcome run(const Call& c, CacheSet& caches) {
   T* in = inPlace ? out : inStore.data() + inStart;
   std::copy(input.begin(), input.end(), in);
   const std::vector<T> inBefore = inStore, outBefore = outStore;
-
   Outcome outcome;
   try {
     execute<T>(c, caches, in, out);

@@ -1,8 +1,7 @@
 #pragma once
 
-// A host-style plan cache for tests: counts calls and records keys, and stores accepted plans in the
-// library's sharedPlanCache, which destroys them when it dies. `acceptInserts` false makes it refuse
-// every plan.
+// A host-style plan cache that counts calls and records keys; accepted plans go to the library's
+// sharedPlanCache, which destroys them when it dies. `acceptInserts` false refuses every plan.
 
 #include <mutex>
 #include <vector>
@@ -18,16 +17,13 @@ class CountingCache : public Base {
   using Plan = typename Base::Plan;
 
   explicit CountingCache(bool acceptInserts = true) : acceptInserts_(acceptInserts) {}
-
   bool insertPlan(const tessel_fft::fftwPlanKey& key, Plan& plan) override {
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      ++inserts;
-      insertedKeys.push_back(key);
-    }
+    std::unique_lock<std::mutex> lock(mutex_);
+    ++inserts;
+    insertedKeys.push_back(key);
+    lock.unlock();
     return acceptInserts_ && plans_.insertPlan(key, plan);
   }
-
   Plan lookupPlan(const tessel_fft::fftwPlanKey& key) override {
     const Plan plan = plans_.lookupPlan(key);
     std::lock_guard<std::mutex> lock(mutex_);
@@ -36,7 +32,6 @@ class CountingCache : public Base {
     if (plan != nullptr) ++hits;
     return plan;
   }
-
   std::size_t size() const { return plans_.size(); }
 
   int lookups = 0, hits = 0, inserts = 0;

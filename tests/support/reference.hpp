@@ -19,32 +19,25 @@ namespace tessel_test {
 using LongComplex = std::complex<long double>;
 constexpr long double kPi = 3.141592653589793238462643383279502884L;
 
-// cos and sin of pi * p / q, tabulated for p modulo 2q, so that large products keep their accuracy and
-// an O(n^2) sum evaluates no trigonometric function.
+// cos and sin of pi * p / q from a table of cos(pi i / 2q) made once per q and thread, so that large
+// products keep their accuracy and an O(n^2) sum evaluates no trigonometric function.
 class HalfTurns {
  public:
-  explicit HalfTurns(std::uint64_t q)
-      : period_(2 * std::max<std::uint64_t>(q, 1)), cos_(period_), sin_(period_) {
-    for (std::uint64_t p = 0; p < period_; ++p) {
-      const long double angle = 2 * kPi * static_cast<long double>(p) / static_cast<long double>(period_);
-      cos_[p] = std::cos(angle);
-      sin_[p] = std::sin(angle);
-    }
+  explicit HalfTurns(std::uint64_t q) : q_(std::max<std::uint64_t>(q, 1)), cos_(4 * q_) {
+    for (std::uint64_t i = 0; i < cos_.size(); ++i)
+      cos_[i] = std::cos(kPi * static_cast<long double>(i) / static_cast<long double>(2 * q_));
   }
-  long double cos(std::uint64_t p) const { return cos_[p % period_]; }
-  long double sin(std::uint64_t p) const { return sin_[p % period_]; }
+  long double cos(std::uint64_t p) const { return cos_[2 * p % cos_.size()]; }
+  long double sin(std::uint64_t p) const { return cos_[(2 * p + 3 * q_) % cos_.size()]; }  // cos(x - pi/2)
 
  private:
-  std::uint64_t period_;
-  std::vector<long double> cos_, sin_;
+  std::uint64_t q_;
+  std::vector<long double> cos_;
 };
 
-// The table of a period, made once per thread.
 inline const HalfTurns& halfTurns(std::uint64_t q) {
   thread_local std::map<std::uint64_t, HalfTurns> tables;
-  auto found = tables.find(q);
-  if (found == tables.end()) found = tables.emplace(q, HalfTurns(q)).first;
-  return found->second;
+  return tables.try_emplace(q, q).first->second;
 }
 
 // Unnormalised DFT: X[k] = sum_j x[j] exp(sign 2 pi i jk/n), over the nonzero x[j] only.

@@ -162,6 +162,17 @@ TEST(Units, ExactEdgeValues) {
   tessel_fft::dctIIND(in.data(), out.data(), empty, 3, true);
   tessel_fft::dctIIND(in.data(), out.data(), empty, 0, false);
   EXPECT_EQ(out, std::vector<double>(8, 5.0));
+  // An inverse divides by n: FFTW's unscaled result divided, bit for bit, not multiplied by 1/n.
+  const std::vector<double> x = randomReals<double>(14, 3);
+  std::vector<double> scaled(14), unscaled(14);
+  tessel_fft::quillFFT1D<double, c2c>(context, nullptr,
+                                      reinterpret_cast<const std::complex<double>*>(x.data()),
+                                      reinterpret_cast<std::complex<double>*>(scaled.data()), 1, 7, 7, 1, 1);
+  tessel_fft::interleavedFFT1D<double, c2c>(context, nullptr,
+                                            reinterpret_cast<ComplexD*>(std::vector(x).data()),
+                                            reinterpret_cast<ComplexD*>(unscaled.data()), 7, 1, 1, false);
+  for (double& value : unscaled) value /= 7;
+  EXPECT_EQ(scaled, unscaled);
 }
 
 // A 16-byte aligned arena from which pointers at chosen byte offsets are cut.
@@ -200,6 +211,7 @@ TEST(Plans, KeyGoldenValues) {
   // In place: bit 24 for the FFT, bit 16 for the cosine/sine family.
   planAndRelease(compact, 16, 4, arena.at(0), arena.at(0), FFTW_FORWARD);
   planAndRelease(dcstPlanner, 8, 3, arena.at<double>(0), arena.at<double>(0), -1);
+  planAndRelease(dcstPlanner, 8, 3, arena.at<double>(0), arena.at<double>(0), 0);  // not inverse: a hit
   // The input's alignment separates plans.
   planAndRelease(compact, 16, 4, arena.at(8), arena.at(1024), FFTW_FORWARD);
   planAndRelease(compact, 16, 4, arena.at(0), arena.at(1024), FFTW_FORWARD);

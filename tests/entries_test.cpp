@@ -180,8 +180,6 @@ const Call kSweep[] = {
 // For k = 0, 1, ... until nothing is left to fail: with its k-th allocation failed a call succeeds or
 // throws "FFTW:nomem", leaks no block, and runs once more (so the planner's lock is free).
 TEST(Failures, EveryAllocationFailedOnce) {
-  const char* const names[] = {"quillFFT1D",       "quillFFT1DNoCopy", "quillDCST1D",
-                               "interleavedFFT1D", "interleavedFFT2D", "dctIIND/idctIIND"};
   std::map<std::string, long> injected;
   for (const Call& call : kSweep) {
     SCOPED_TRACE(describe(call));
@@ -205,23 +203,20 @@ TEST(Failures, EveryAllocationFailedOnce) {
       const Outcome again = runCall(call);
       EXPECT_EQ(again.error + again.failure, "") << "after allocation " << k;
       if (failures == 0) break;
-      injected[names[static_cast<int>(call.family)]] += failures;
+      injected[describe(call).substr(0, describe(call).find(' '))] += failures;
     }
   }
   for (const auto& [family, count] : injected) std::cout << family << ": " << count << " injected failures\n";
 }
 
 // A host cache that throws on its n-th lookup and refuses all plans: the run must destroy its own.
-class ThrowingCache : public CountingFFTCache<double, c2c> {
- public:
-  explicit ThrowingCache(int failingLookup) : CountingCache(false), failingLookup_(failingLookup) {}
+struct ThrowingCache : CountingFFTCache<double, c2c> {
+  explicit ThrowingCache(int failingLookup) : CountingCache(false), failingLookup(failingLookup) {}
   Plan lookupPlan(const tessel_fft::fftwPlanKey& key) override {
-    if (++seen_ == failingLookup_) throw std::runtime_error("host cache failure");
+    if (++seen == failingLookup) throw std::runtime_error("host cache failure");
     return CountingCache::lookupPlan(key);
   }
-
- private:
-  int failingLookup_, seen_ = 0;
+  int failingLookup, seen = 0;
 };
 
 // The first or second plan of a direct and a pooled run fails: the text comes through, nothing stays.
@@ -234,11 +229,11 @@ TEST(Failures, ThrowingCacheLeavesNothingBehind) {
       std::vector<std::complex<double>> out(in.size(), {1, 1});
       const long live = liveScratchBlocks();
       ThrowingCache cache(failingLookup);
-      EXPECT_EQ(errorText([&] {
-                  tessel_fft::quillFFT1D<double, c2c>(context, &cache, in.data(), out.data(), stride, n, n,
-                                                      numVectors, kInv);
-                }),
-                "host cache failure");
+      const auto call = [&] {
+        tessel_fft::quillFFT1D<double, c2c>(context, &cache, in.data(), out.data(), stride, n, n, numVectors,
+                                            kInv);
+      };
+      EXPECT_EQ(errorText(call), "host cache failure");
       EXPECT_EQ(liveScratchBlocks(), live);
       EXPECT_EQ(out, std::vector<std::complex<double>>(out.size(), {1, 1}));
     }
@@ -364,8 +359,8 @@ TEST(Soak, ConcurrentHostsMatchLoneRuns) {
   constexpr unsigned kCallsPerRound = 24, kHosts = 8;
   const auto budget = std::chrono::seconds(environment("TESSEL_SOAK_SECONDS"));
   const auto start = std::chrono::steady_clock::now();
-  std::uint64_t loneCalls = 0, sharedCalls = 0;
-  for (unsigned round = 0; round == 0 || std::chrono::steady_clock::now() - start < budget; ++round) {
+  unsigned round = 0;
+  for (; round == 0 || std::chrono::steady_clock::now() - start < budget; ++round) {
     CacheSet caches;
     std::vector<Call> calls;
     std::vector<Outcome> alone;
@@ -374,7 +369,6 @@ TEST(Soak, ConcurrentHostsMatchLoneRuns) {
       alone.push_back(runCall(calls.back(), &caches));
       expectPasses(calls.back(), alone.back());
     }
-    loneCalls += kCallsPerRound;
     std::atomic<unsigned> mismatches{0};
     std::vector<std::thread> hosts;
     for (unsigned host = 0; host < kHosts; ++host) {
@@ -392,14 +386,12 @@ TEST(Soak, ConcurrentHostsMatchLoneRuns) {
       });
     }
     for (auto& host : hosts) host.join();
-    sharedCalls += kHosts * kCallsPerRound;
     ASSERT_EQ(mismatches.load(), 0u);
   }
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
   if (budget.count() > 0)
-    std::cout
-        << "soak: " << loneCalls << " calls alone, " << sharedCalls << " shared, in "
-        << std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start).count()
-        << " s\n";
+    std::cout << "soak: " << round * kCallsPerRound << " calls alone, " << round * kCallsPerRound * kHosts
+              << " shared, in " << took.count() << " s\n";
 }
 
 }  // namespace

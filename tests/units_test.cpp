@@ -1,7 +1,6 @@
-// The pieces under the entries, each tested once: context, FFTW facade and assertion hook, scratch and
-// its pools, the batch layer's tasks, plan keys and ownership, measured plans that spare the caller's
-// input, the plans a batched run asks a host cache for, the ready-made caches, exact values at the entries'
-// edges, and the shared library's exported names.
+// The pieces under the entries, each tested once: context, FFTW facade, scratch and pools, the batch
+// layer's tasks, plan keys and ownership, measured planning, the plans a batched run asks a cache for,
+// the ready-made caches, exact values at the entries' edges, and the library's exported names.
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -163,14 +162,13 @@ TEST(Units, ExactEdgeValues) {
   tessel_fft::dctIIND(in.data(), out.data(), empty, 0, false);
   EXPECT_EQ(out, std::vector<double>(8, 5.0));
   // An inverse divides by n: FFTW's unscaled result divided, bit for bit, not multiplied by 1/n.
-  const std::vector<double> x = randomReals<double>(14, 3);
-  std::vector<double> scaled(14), unscaled(14);
-  tessel_fft::quillFFT1D<double, c2c>(context, nullptr,
-                                      reinterpret_cast<const std::complex<double>*>(x.data()),
-                                      reinterpret_cast<std::complex<double>*>(scaled.data()), 1, 7, 7, 1, 1);
-  tessel_fft::interleavedFFT1D<double, c2c>(context, nullptr,
-                                            reinterpret_cast<ComplexD*>(std::vector(x).data()),
-                                            reinterpret_cast<ComplexD*>(unscaled.data()), 7, 1, 1, false);
+  std::vector<double> x = randomReals<double>(14, 3), scaled(14), unscaled(14);
+  const auto complex = [](std::vector<double>& v) {
+    return reinterpret_cast<std::complex<double>*>(v.data());
+  };
+  const auto pairs = [](std::vector<double>& v) { return reinterpret_cast<ComplexD*>(v.data()); };
+  tessel_fft::quillFFT1D<double, c2c>(context, nullptr, complex(x), complex(scaled), 1, 7, 7, 1, 1);
+  tessel_fft::interleavedFFT1D<double, c2c>(context, nullptr, pairs(x), pairs(unscaled), 7, 1, 1, false);
   for (double& value : unscaled) value /= 7;
   EXPECT_EQ(scaled, unscaled);
 }

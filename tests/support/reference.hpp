@@ -6,6 +6,7 @@
 // linearity) without an O(n^2) sum.
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <complex>
 #include <cstdint>
@@ -60,22 +61,19 @@ inline std::vector<LongComplex> naiveDFT(const std::vector<LongComplex>& x, int 
   return result;
 }
 
-// Two-dimensional DFT of an n0 x n1 array with n0 contiguous.
-inline std::vector<LongComplex> naiveDFT2D(const std::vector<LongComplex>& x, std::uint64_t n0,
-                                           std::uint64_t n1, int sign) {
-  std::vector<LongComplex> result(x.size()), line;
-  for (std::uint64_t row = 0; row < n1; ++row) {
-    line.assign(x.begin() + row * n0, x.begin() + (row + 1) * n0);
-    const auto transformed = naiveDFT(line, sign);
-    std::copy(transformed.begin(), transformed.end(), result.begin() + row * n0);
+// Two-dimensional DFT of an n0 x n1 array with n0 contiguous: the 1-D one along rows, then columns.
+inline std::vector<LongComplex> naiveDFT2D(std::vector<LongComplex> x, std::uint64_t n0, std::uint64_t n1,
+                                           int sign) {
+  for (const auto& [lines, length, step, pitch] :
+       {std::array<std::uint64_t, 4>{n1, n0, 1, n0}, {n0, n1, n0, 1}}) {
+    for (std::uint64_t line = 0; line < lines; ++line) {
+      std::vector<LongComplex> v(length);
+      for (std::uint64_t k = 0; k < length; ++k) v[k] = x[line * pitch + k * step];
+      v = naiveDFT(v, sign);
+      for (std::uint64_t k = 0; k < length; ++k) x[line * pitch + k * step] = v[k];
+    }
   }
-  line.resize(n1);
-  for (std::uint64_t column = 0; column < n0; ++column) {
-    for (std::uint64_t row = 0; row < n1; ++row) line[row] = result[row * n0 + column];
-    const auto transformed = naiveDFT(line, sign);
-    for (std::uint64_t row = 0; row < n1; ++row) result[row * n0 + column] = transformed[row];
-  }
-  return result;
+  return x;
 }
 
 // FFTW's eight real-to-real kinds, numbered DCT-I..IV (0..3) and DST-I..IV (4..7), unnormalised, over

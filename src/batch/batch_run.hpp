@@ -63,8 +63,9 @@ struct DirectMoves {
 };
 
 // What decides the direct moves of one batch: the arrays with their element sizes, the vector length the
-// plans read, whether they keep their input, the chunk size, and whether the family finds writing the
-// output directly the faster way for this batch anyway.
+// plans read, whether they keep their input, the chunk size, whether the family finds writing the output
+// directly the faster way for this batch anyway, and whether its plans are made by estimate (a planner
+// that measures writes the output array it is given).
 struct ArrayAccess {
   const void* in;
   std::size_t inElementBytes;
@@ -74,11 +75,13 @@ struct ArrayAccess {
   std::size_t outElementBytes;
   std::size_t chunk;
   bool outputDirectIsFaster;
+  bool plansByEstimate;
 };
 
 // Reading in place pays only for chunks beyond kDirectChunkBytes: smaller ones FFTW's codelets read
 // several vectors in lockstep, which memory serves worse than one sequential copy. The same array read
-// and written vector for vector may be written in place: scratch holds a run's input by then.
+// and written vector for vector may be written in place, since scratch holds a run's input by then, but
+// only under plans made by estimate: a measuring planner would overwrite the input before any run.
 inline DirectMoves directMovesFor(const BatchShape& shape, const ArrayAccess& access) {
   if (shape.stride != 1) return {false, false};
   const std::size_t inputVectorBytes = shape.inputLength * access.inElementBytes;
@@ -96,7 +99,8 @@ inline DirectMoves directMovesFor(const BatchShape& shape, const ArrayAccess& ac
   };
   return {disjoint && access.plansKeepInput && shape.inputLength == access.planInputLength &&
               bigChunks(inputVectorBytes) && keepsResidue(access.in, inputVectorBytes),
-          (disjoint || sameLayout) && (access.outputDirectIsFaster || bigChunks(outputVectorBytes)) &&
+          (disjoint || (sameLayout && access.plansByEstimate)) &&
+              (access.outputDirectIsFaster || bigChunks(outputVectorBytes)) &&
               keepsResidue(access.out, outputVectorBytes)};
 }
 

@@ -219,9 +219,10 @@ void runDCSTBatch(fftwContext& context, dcstPlanCacheInterface<T, Kind>* cache, 
       !pass.outputReadNext && width * n * shape.numVectors * sizeof(T) >= kStreamingOutputBytes;
   // Interleaved parts always pass through scratch; FFTW writes real vectors straight into the output
   // where they lie contiguously, unless the output streams past the caches.
-  const DirectMoves direct = isComplex ? DirectMoves{false, false}
-                                       : directMovesFor(shape, {in, sizeof(T), n, true, out, sizeof(T),
-                                                                context.getChunkSize(), !streamOut});
+  const DirectMoves direct =
+      isComplex ? DirectMoves{false, false}
+                : directMovesFor(shape, {in, sizeof(T), n, true, out, sizeof(T), context.getChunkSize(),
+                                         !streamOut, context.getPlanStrategy(n) == FFTW_ESTIMATE});
   // Scratch holds real vectors only: a complex vector passes its two parts through it in turn.
   const ScratchLayout scratch{n * sizeof(T), n * sizeof(T), width * sizeof(T), direct.output ? out : nullptr};
   const dcst_detail::DCSTLoop<T> loop{

@@ -159,8 +159,9 @@ void runBatchedFFT(fftwContext& context, fftwPlanCacheInterface<T, Kind, fftwPla
   const std::size_t n = shape.length;
   const bool streamOut = n * shape.numVectors * sizeof(Out) >= kStreamingOutputBytes;
   // FFTW writes the output itself where it stays in the caches anyway.
-  const DirectMoves direct = directMovesFor(shape, {in, sizeof(In), planInputLength<Kind>(n), Kind != c2r,
-                                                    out, sizeof(Out), context.getChunkSize(), !streamOut});
+  const DirectMoves direct = directMovesFor(
+      shape, {in, sizeof(In), planInputLength<Kind>(n), Kind != c2r, out, sizeof(Out), context.getChunkSize(),
+              !streamOut, context.getPlanStrategy(n) == FFTW_ESTIMATE});
   const bool directOutput = direct.output;
   const FFTMoves moves{direct.input, streamOut, sign == FFTW_BACKWARD ? n : 1};
   const ScratchLayout scratch{planInputLength<Kind>(n) * sizeof(In), planOutputLength<Kind>(n) * sizeof(Out),

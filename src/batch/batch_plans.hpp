@@ -12,9 +12,10 @@
 namespace tessel_fft {
 
 // The plans of one batched driver call and who owns them. Each comes through the family's planner on
-// private scratch, so a plan made on one scratch pair fits every other and the host's cache hits
-// across calls; owned plans go with this object, also when an exception passes. Planner is FFTPlanner
-// or DCSTPlanner. Used on the driver's thread only.
+// private scratch (its output side is the caller's output where the batch writes that directly, which
+// directMovesFor allows only where planning can't reach the input), so a plan made on one scratch pair
+// fits every other and the host's cache hits across calls; owned plans go with this object, also when
+// an exception passes. Planner is FFTPlanner or DCSTPlanner. Used on the driver's thread only.
 template <typename Planner>
 class BatchPlans {
  public:
@@ -48,13 +49,13 @@ class BatchPlans {
 
   PlanPair<Plan> plans() const { return {single_.get(), chunk_.get(), context_->getChunkSize()}; }
 
+ private:
   // Destroys the plans this call owns; the cache's stay in the cache.
   void releasePlans() noexcept {
     single_.reset();
     chunk_.reset();
   }
 
- private:
   std::uint64_t stretchLength() const { return shape_.stride != 1 ? shape_.stride : shape_.numVectors; }
 
   void prepare(void* input, void* output, bool needSingle, bool needChunk) {

@@ -179,22 +179,13 @@ void copy(T* dst, std::ptrdiff_t dstStride, const T* src, std::size_t n) {
   template void tessel_fft::buffering::strided::tbb_copy<T, F>(T*, std::ptrdiff_t, const T*, std::size_t); \
   template void tessel_fft::buffering::strided::copy<T, F>(T*, std::ptrdiff_t, const T*, std::size_t);
 
-#define TESSEL_BUFFERING_COPY_INSTANCES()                                                 \
-  TESSEL_BUFFERING_CONTIGUOUS_COPY(float)                                                 \
-  TESSEL_BUFFERING_CONTIGUOUS_COPY(double)                                                \
-  TESSEL_BUFFERING_CONTIGUOUS_COPY(std::complex<float>)                                   \
-  TESSEL_BUFFERING_CONTIGUOUS_COPY(std::complex<double>)                                  \
-  TESSEL_BUFFERING_CONJUGATE_COPY(std::complex<float>)                                    \
-  TESSEL_BUFFERING_CONJUGATE_COPY(std::complex<double>)                                   \
-  TESSEL_BUFFERING_STRIDED_GATHER(float, tessel_fft::buffering::noop)                     \
-  TESSEL_BUFFERING_STRIDED_GATHER(double, tessel_fft::buffering::noop)                    \
-  TESSEL_BUFFERING_STRIDED_GATHER(std::complex<float>, tessel_fft::buffering::noop)       \
-  TESSEL_BUFFERING_STRIDED_GATHER(std::complex<double>, tessel_fft::buffering::noop)      \
-  TESSEL_BUFFERING_STRIDED_SCATTER(float, tessel_fft::buffering::noop)                    \
-  TESSEL_BUFFERING_STRIDED_SCATTER(double, tessel_fft::buffering::noop)                   \
-  TESSEL_BUFFERING_STRIDED_SCATTER(std::complex<float>, tessel_fft::buffering::noop)      \
-  TESSEL_BUFFERING_STRIDED_SCATTER(std::complex<double>, tessel_fft::buffering::noop)     \
-  TESSEL_BUFFERING_STRIDED_SCATTER(std::complex<float>, tessel_fft::buffering::conjugate) \
-  TESSEL_BUFFERING_STRIDED_SCATTER(std::complex<double>, tessel_fft::buffering::conjugate)
+#define TESSEL_BUFFERING_COPIES(T)                                \
+  TESSEL_BUFFERING_CONTIGUOUS_COPY(T)                             \
+  TESSEL_BUFFERING_STRIDED_GATHER(T, tessel_fft::buffering::noop) \
+  TESSEL_BUFFERING_STRIDED_SCATTER(T, tessel_fft::buffering::noop)
+#define TESSEL_BUFFERING_CONJUGATING_COPIES(C) \
+  TESSEL_BUFFERING_CONJUGATE_COPY(C)           \
+  TESSEL_BUFFERING_STRIDED_SCATTER(C, tessel_fft::buffering::conjugate)
 
-TESSEL_BUFFERING_COPY_INSTANCES()
+TESSEL_FOR_EACH_ELEMENT(TESSEL_BUFFERING_COPIES)
+TESSEL_FOR_EACH_COMPLEX_ELEMENT(TESSEL_BUFFERING_CONJUGATING_COPIES)

@@ -143,12 +143,5 @@ void copyFromOutputBuffer(const E* src, std::size_t n, std::size_t numVectors, S
   template void tessel_fft::copyFromOutputBuffer<E>(const E*, std::size_t, std::size_t, \
                                                     tessel_fft::StridedOutput<E>);
 
-#define TESSEL_OUTPUT_RECONSTRUCTION_INSTANCES()                \
-  TESSEL_OUTPUT_RECONSTRUCTION_COMPLETING(std::complex<float>)  \
-  TESSEL_OUTPUT_RECONSTRUCTION_COMPLETING(std::complex<double>) \
-  TESSEL_OUTPUT_RECONSTRUCTION_PLAIN(float)                     \
-  TESSEL_OUTPUT_RECONSTRUCTION_PLAIN(double)                    \
-  TESSEL_OUTPUT_RECONSTRUCTION_PLAIN(std::complex<float>)       \
-  TESSEL_OUTPUT_RECONSTRUCTION_PLAIN(std::complex<double>)
-
-TESSEL_OUTPUT_RECONSTRUCTION_INSTANCES()
+TESSEL_FOR_EACH_COMPLEX_ELEMENT(TESSEL_OUTPUT_RECONSTRUCTION_COMPLETING)
+TESSEL_FOR_EACH_ELEMENT(TESSEL_OUTPUT_RECONSTRUCTION_PLAIN)

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "buffering/element_functors.hpp"
 #include "buffering/prefetch.hpp"
 
 namespace tessel_fft::buffering {
@@ -126,9 +127,6 @@ void stream_scatter_columns(T* dst, std::ptrdiff_t dstStride, const T* const* co
   template void contiguous::stream_copy<T>(T*, const T*, std::size_t);                               \
   template void strided::stream_scatter_columns<T>(T*, std::ptrdiff_t, const T* const*, std::size_t, \
                                                    std::size_t);
-TESSEL_STREAM(float)
-TESSEL_STREAM(double)
-TESSEL_STREAM(std::complex<float>)
-TESSEL_STREAM(std::complex<double>)
+TESSEL_FOR_EACH_ELEMENT(TESSEL_STREAM)
 
 }  // namespace tessel_fft::buffering

@@ -112,14 +112,7 @@ void submatrix(T* dst, std::size_t dstLd, const T* src, std::size_t srcLd, std::
   template void tessel_fft::buffering::interleaved::submatrix<T>(T*, std::size_t, const T*, std::size_t, \
                                                                  std::size_t, std::size_t);
 
-#define TESSEL_BUFFERING_SUBMATRIX_INSTANCES()               \
-  TESSEL_BUFFERING_SUBMATRIX(float)                          \
-  TESSEL_BUFFERING_SUBMATRIX(double)                         \
-  TESSEL_BUFFERING_SUBMATRIX(std::complex<float>)            \
-  TESSEL_BUFFERING_SUBMATRIX(std::complex<double>)           \
-  TESSEL_BUFFERING_CONJUGATE_SUBMATRIX(std::complex<float>)  \
-  TESSEL_BUFFERING_CONJUGATE_SUBMATRIX(std::complex<double>) \
-  TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(float)              \
-  TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(double)
-
-TESSEL_BUFFERING_SUBMATRIX_INSTANCES()
+TESSEL_FOR_EACH_ELEMENT(TESSEL_BUFFERING_SUBMATRIX)
+TESSEL_FOR_EACH_COMPLEX_ELEMENT(TESSEL_BUFFERING_CONJUGATE_SUBMATRIX)
+TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(float)
+TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(double)

@@ -207,20 +207,16 @@ void transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t sr
   template void tessel_fft::buffering::strided::scatter_columns<T>(T*, std::ptrdiff_t, const T* const*, \
                                                                    std::size_t, std::size_t);
 
-#define TESSEL_BUFFERING_TRANSPOSE_INSTANCES()                                               \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(float, tessel_fft::buffering::noop)                     \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(double, tessel_fft::buffering::noop)                    \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(std::complex<float>, tessel_fft::buffering::noop)       \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(std::complex<double>, tessel_fft::buffering::noop)      \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(std::complex<float>, tessel_fft::buffering::conjugate)  \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(std::complex<double>, tessel_fft::buffering::conjugate) \
-  template void tessel_fft::buffering::interleaved::transpose<float>(                        \
-      float*, std::ptrdiff_t, const float*, std::ptrdiff_t, std::size_t, std::size_t, bool); \
-  template void tessel_fft::buffering::interleaved::transpose<double>(                       \
-      double*, std::ptrdiff_t, const double*, std::ptrdiff_t, std::size_t, std::size_t, bool);
+#define TESSEL_BUFFERING_TRANSPOSES(T)                               \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(T, tessel_fft::buffering::noop) \
+  TESSEL_BUFFERING_VECTOR_LISTS(T)
+#define TESSEL_BUFFERING_CONJUGATING_TRANSPOSE(C) \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(C, tessel_fft::buffering::conjugate)
+#define TESSEL_BUFFERING_INTERLEAVED_TRANSPOSE(T)                 \
+  template void tessel_fft::buffering::interleaved::transpose<T>( \
+      T*, std::ptrdiff_t, const T*, std::ptrdiff_t, std::size_t, std::size_t, bool);
 
-TESSEL_BUFFERING_TRANSPOSE_INSTANCES()
-TESSEL_BUFFERING_VECTOR_LISTS(float)
-TESSEL_BUFFERING_VECTOR_LISTS(double)
-TESSEL_BUFFERING_VECTOR_LISTS(std::complex<float>)
-TESSEL_BUFFERING_VECTOR_LISTS(std::complex<double>)
+TESSEL_FOR_EACH_ELEMENT(TESSEL_BUFFERING_TRANSPOSES)
+TESSEL_FOR_EACH_COMPLEX_ELEMENT(TESSEL_BUFFERING_CONJUGATING_TRANSPOSE)
+TESSEL_BUFFERING_INTERLEAVED_TRANSPOSE(float)
+TESSEL_BUFFERING_INTERLEAVED_TRANSPOSE(double)

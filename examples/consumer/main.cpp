@@ -30,6 +30,16 @@ int main() {
 
   double error = 0;
   for (std::size_t i = 0; i < data.size(); ++i) error = std::max(error, std::abs(back[i] - data[i]));
+
+  // FFTW has no plan for an in-place r2c of one point over two vectors: the library's failure arrives as
+  // its own type, thrown inside the shared library and caught here.
+  double cells[4] = {};
+  try {
+    tessel_fft::interleavedFFT1D<double, tessel_fft::r2c>(
+        context, nullptr, cells, reinterpret_cast<fftw_complex*>(cells), 1, 2, FFTW_FORWARD, false);
+    return 1;
+  } catch (const tessel_fft::backend_failure&) {
+  }
   std::printf("tessel_fft %s with %s: round trip error %.1e\n", tessel_fft::getLibraryVersion(), fftw_version,
               error);
   return error < 1e-12 ? 0 : 1;

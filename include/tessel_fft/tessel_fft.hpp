@@ -3,6 +3,7 @@
 // The whole public interface of tessel_fft.
 #include "tessel_fft/dcst.hpp"
 #include "tessel_fft/dct_nd.hpp"
+#include "tessel_fft/errors.hpp"
 #include "tessel_fft/fft.hpp"
 #include "tessel_fft/fft_kinds.hpp"
 #include "tessel_fft/fftw_api.hpp"

@@ -4,10 +4,11 @@
 namespace tessel_fft {
 
 // The library's two failure reports, each thrown from one place so the words cannot drift.
-// std::runtime_error("FFTW:nomem"): any allocation failure.
+// tessel_fft::out_of_memory, a std::runtime_error("FFTW:nomem"): any allocation failure.
 [[noreturn]] void throwNoMemory();
-// std::runtime_error("FFTWAssertionFailure"): FFTW's internal assertion hook fired, or FFTW answered a
-// planning request with no plan where one has to run: FFTW itself failed either way.
+// tessel_fft::backend_failure, a std::runtime_error("FFTWAssertionFailure"): FFTW's internal
+// assertion hook fired, or FFTW answered a planning request with no plan where one has to run: FFTW
+// itself failed either way.
 [[noreturn]] void throwAssertionFailure();
 
 }  // namespace tessel_fft

@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "tessel_fft/errors.hpp"
+
 namespace tessel_test {
 
 long liveScratchBlocks();       // blocks from scalable_malloc not yet freed
@@ -21,13 +23,19 @@ struct FailAllocations {
   long failures() const;  // how many were refused
 };
 
-// The text of the std::runtime_error that `call` throws, or "" if it returns normally.
+// The text of the library failure that `call` throws, or "" if it returns normally. Each text must come
+// with its type; a plain std::runtime_error is marked "untyped".
 template <typename Call>
 std::string errorText(Call call) {
   try {
     call();
+  } catch (const tessel_fft::out_of_memory& error) {
+    return error.what() == std::string("FFTW:nomem") ? error.what() : "out_of_memory with another text";
+  } catch (const tessel_fft::backend_failure& error) {
+    return error.what() == std::string("FFTWAssertionFailure") ? error.what()
+                                                               : "backend_failure with another text";
   } catch (const std::runtime_error& error) {
-    return error.what();
+    return std::string("untyped ") + error.what();
   }
   return "";
 }

@@ -12,3 +12,4 @@
 #include "tessel_fft/plan_cache.hpp"
 #include "tessel_fft/ready_caches.hpp"
 #include "tessel_fft/version.hpp"
+#include "tessel_fft/wisdom.hpp"

@@ -1,31 +1,14 @@
 // The one road to FFTW: its planner under one lock, execution unlocked, initialisation once.
 #include "tessel_fft/fftw_api.hpp"
 
-#include <tbb/spin_mutex.h>
-
 #include <type_traits>
 #include <utility>
 
 #include "backend/errors.hpp"
+#include "backend/planner_lock.hpp"
 #include "backend/planner_threads.hpp"
 
 namespace tessel_fft {
-
-// tbb::spin_mutex backs off with 1, 2, 4, 8 and 16 pause instructions and then yields to the OS, so a
-// waiter behind a long measuring planner does not burn a core.
-struct fftwApi::AccessMutex {
-  tbb::spin_mutex mutex;
-};
-
-// Holds fftwAccessMutex_ while it lives, so an exception passing through (FFTW's assertion handler
-// throws) releases it.
-class PlannerLock {
- public:
-  PlannerLock() : lock_(fftwApi::fftwAccessMutex_.mutex) {}
-
- private:
-  tbb::spin_mutex::scoped_lock lock_;
-};
 
 fftwApi::AccessMutex fftwApi::fftwAccessMutex_;
 fftwApi fftwApi::instance_;

@@ -9,6 +9,13 @@ namespace tessel_fft {
 // How one transform call runs: thread budget, vectors per batched plan, FFTW planning strategy, layout
 // of the complex side of real transforms, and whether planning may overwrite the buffers it is given.
 // A plain value; each call has its own copy and nothing here is synchronised.
+//
+// numThreads_ chooses between running a batch on the calling thread and spreading it over oneTBB tasks,
+// and is the thread count FFTW plans a single long vector with. It does not bound how many threads run
+// the tasks: they run in the calling thread's oneTBB arena, on as many workers as that offers. A host
+// that wants a bound makes the call inside its own arena (or sets tbb::global_control):
+//   tbb::task_arena arena(2);  // at most two threads, the calling one included
+//   arena.execute([&] { tessel_fft::quillFFT1D<double, tessel_fft::c2c>(context, cache, in, out, ...); });
 class fftwContext {
  public:
   enum EmbedStyleType : std::uint32_t { EMBED_COMPACT = 0, EMBED_FULL_LENGTH = 1 };

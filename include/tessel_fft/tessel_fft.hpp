@@ -1,6 +1,7 @@
 #pragma once
 
 // The whole public interface of tessel_fft.
+#include "tessel_fft/checked.hpp"
 #include "tessel_fft/dcst.hpp"
 #include "tessel_fft/dct_nd.hpp"
 #include "tessel_fft/errors.hpp"

@@ -1,0 +1,156 @@
+#pragma once
+
+// The entries with their arguments checked, for a host's debug builds. tessel_fft::checked::quillFFT1D
+// and the others take exactly the arguments of the entries of the same name in tessel_fft, test the
+// rules a call must keep (each failure names the argument and the rule), and then call that entry. The
+// exported entries themselves never validate: they keep their contract and their speed, and a release
+// build of the host pays nothing, since there the checked names are plain forwarding calls.
+//
+// The checks are on unless NDEBUG is defined, like assert. Define TESSEL_FFT_ENABLE_CHECKS to 1 or 0
+// before including any tessel_fft header to force them on or off. A failed check prints
+// "tessel_fft: <entry>: <rule>" on stderr and aborts; a host may define TESSEL_FFT_CHECK_FAILED(message)
+// beforehand to do something else with the message, for instance throw. All translation units of a
+// program should agree on both macros.
+//
+// Usage: call through the checked namespace, for instance with `namespace tfft = tessel_fft::checked;`.
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "tessel_fft/dcst.hpp"
+#include "tessel_fft/dct_nd.hpp"
+#include "tessel_fft/fft.hpp"
+#include "tessel_fft/interleaved.hpp"
+
+#ifndef TESSEL_FFT_ENABLE_CHECKS
+#ifdef NDEBUG
+#define TESSEL_FFT_ENABLE_CHECKS 0
+#else
+#define TESSEL_FFT_ENABLE_CHECKS 1
+#endif
+#endif
+
+#ifndef TESSEL_FFT_CHECK_FAILED
+#define TESSEL_FFT_CHECK_FAILED(message) ::tessel_fft::checked::reportAndAbort(message)
+#endif
+
+namespace tessel_fft {
+namespace checked {
+
+[[noreturn]] inline void reportAndAbort(const char* message) {
+  std::fprintf(stderr, "tessel_fft: %s\n", message);
+  std::abort();
+}
+
+// Reports "<entry>: <rule>" unless `holds`.
+inline void require([[maybe_unused]] bool holds, [[maybe_unused]] const char* entry,
+                    [[maybe_unused]] const char* rule) {
+#if TESSEL_FFT_ENABLE_CHECKS
+  if (!holds) TESSEL_FFT_CHECK_FAILED((std::string(entry) + ": " + rule).c_str());
+#endif
+}
+
+// The rules every batched entry shares.
+inline void checkBatch(const char* entry, const fftwContext& context, const void* in, const void* out,
+                       std::uint64_t stride, std::uint64_t n, std::uint64_t numVectors) {
+  if (n == 0 || numVectors == 0) return;
+  require(stride != 0, entry,
+          "stride must be at least 1 when numVectors is above 0 (it is the product of the extents before the "
+          "transformed dimension)");
+  require(context.getChunkSize() != 0, entry, "context.chunkSize_ must be at least 1");
+  require(in != nullptr && out != nullptr, entry, "in and out must not be null");
+}
+
+template <int Kind>
+void checkSign(const char* entry, int sign) {
+  if (Kind == c2c)
+    require(sign == -1 || sign == 1, entry, "c2c sign must be FFTW_FORWARD (-1) or FFTW_BACKWARD (+1)");
+}
+
+// The rules of dctIIND and idctIIND.
+template <typename E>
+void checkND(const char* entry, const E* in, const E* out, const std::uint64_t* dims, std::uint64_t ndims) {
+  require(ndims == 0 || dims != nullptr, entry, "dims must not be null when ndims is above 0");
+  bool empty = ndims == 0 || dims == nullptr;
+  for (std::uint64_t i = 0; !empty && i < ndims; ++i) empty = dims[i] == 0;
+  require(empty || (in != nullptr && out != nullptr), entry, "in and out must not be null");
+}
+
+template <typename T, int Kind>
+void quillFFT1D(fftwContext context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
+                const typename fftElements<T, Kind>::In* in, typename fftElements<T, Kind>::Out* out,
+                std::uint64_t stride, std::uint64_t fftLength, std::uint64_t inputLength,
+                std::uint64_t numVectors, int sign) {
+  checkBatch("quillFFT1D", context, in, out, stride, fftLength, numVectors);
+  checkSign<Kind>("quillFFT1D", sign);
+  tessel_fft::quillFFT1D<T, Kind>(context, cache, in, out, stride, fftLength, inputLength, numVectors, sign);
+}
+
+template <typename T, int Kind>
+void quillFFT1DNoCopy(fftwContext context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
+                      const typename fftElements<T, Kind>::In* in, typename fftElements<T, Kind>::Out* out,
+                      std::uint64_t stride, std::uint64_t fftLength, std::uint64_t inputLength,
+                      std::uint64_t numVectors, int sign) {
+  checkBatch("quillFFT1DNoCopy", context, in, out, stride, fftLength, numVectors);
+  checkSign<Kind>("quillFFT1DNoCopy", sign);
+  tessel_fft::quillFFT1DNoCopy<T, Kind>(context, cache, in, out, stride, fftLength, inputLength, numVectors,
+                                        sign);
+}
+
+template <typename T, int Kind>
+void quillDCST1D(fftwContext context, dcstPlanCacheInterface<T, Kind>* cache, const T* in, T* out,
+                 std::uint64_t stride, std::uint64_t n, std::uint64_t inputLength, std::uint64_t numVectors,
+                 int direction, bool isComplex) {
+  checkBatch("quillDCST1D", context, in, out, stride, n, numVectors);
+  tessel_fft::quillDCST1D<T, Kind>(context, cache, in, out, stride, n, inputLength, numVectors, direction,
+                                   isComplex);
+}
+
+template <typename T, int Kind>
+void interleavedFFT1D(const fftwContext& context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
+                      typename interleavedElements<T, Kind>::In* in,
+                      typename interleavedElements<T, Kind>::Out* out, std::uint64_t n, std::uint64_t howmany,
+                      int sign, bool planOnly) {
+  if (n != 0 && howmany != 0) {
+    require(in != nullptr && out != nullptr, "interleavedFFT1D", "in and out must not be null");
+    require(Kind != r2c || howmany == 1 || context.getEmbedStyle() == fftwContext::EMBED_FULL_LENGTH,
+            "interleavedFFT1D",
+            "r2c with howmany above 1 needs a context with EMBED_FULL_LENGTH (each full "
+            "spectrum takes n complex values)");
+    checkSign<Kind>("interleavedFFT1D", sign);
+  }
+  tessel_fft::interleavedFFT1D<T, Kind>(context, cache, in, out, n, howmany, sign, planOnly);
+}
+
+template <typename T, int Kind>
+void interleavedFFT2D(const fftwContext& context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
+                      typename interleavedElements<T, Kind>::In* in,
+                      typename interleavedElements<T, Kind>::Out* out, std::uint64_t n0, std::uint64_t n1,
+                      int sign, bool planOnly) {
+  if (n0 != 0 && n1 != 0) {
+    require(in != nullptr && out != nullptr, "interleavedFFT2D", "in and out must not be null");
+    require(Kind != r2c || n1 == 1 || context.getEmbedStyle() == fftwContext::EMBED_FULL_LENGTH,
+            "interleavedFFT2D",
+            "r2c with n1 above 1 needs a context with EMBED_FULL_LENGTH (the full "
+            "spectrum takes rows of n0 complex values)");
+    checkSign<Kind>("interleavedFFT2D", sign);
+  }
+  tessel_fft::interleavedFFT2D<T, Kind>(context, cache, in, out, n0, n1, sign, planOnly);
+}
+
+template <typename E>
+void dctIIND(const E* in, E* out, const std::uint64_t* dims, std::uint64_t ndims, bool orthonormal) {
+  checkND("dctIIND", in, out, dims, ndims);
+  tessel_fft::dctIIND<E>(in, out, dims, ndims, orthonormal);
+}
+
+template <typename E>
+void idctIIND(const E* in, E* out, const std::uint64_t* dims, std::uint64_t ndims, bool orthonormal) {
+  checkND("idctIIND", in, out, dims, ndims);
+  tessel_fft::idctIIND<E>(in, out, dims, ndims, orthonormal);
+}
+
+}  // namespace checked
+}  // namespace tessel_fft

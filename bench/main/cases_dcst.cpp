@@ -139,9 +139,10 @@ Workload orthonormalDct(const SuiteConfig& config, const std::vector<u64>& exten
   // Under dctIIND's own conditions nothing has been measured for this problem: FFTW's estimate planner
   // would otherwise reuse what a measuring planner learnt before (here the plan made once, or the
   // strided cases' chunk plans), on either side. So neither leaves its wisdom behind.
-  PlainFftw<T>::forgetWisdom();
+  // With wisdom imported for the run, both sides keep it: that is what it is imported for.
+  if (config.wisdomPath.empty()) PlainFftw<T>::forgetWisdom();
   state->plan = planInto(state->plain.data(), config.planFlags);
-  PlainFftw<T>::forgetWisdom();
+  if (config.wisdomPath.empty()) PlainFftw<T>::forgetWisdom();
   fillRandom(state->in.data(), values, 20 + extents.size());
 
   Workload workload;

@@ -16,6 +16,7 @@
 #include "report.hpp"
 #include "run_context.hpp"
 #include "tessel_fft/fftw_api.hpp"
+#include "tessel_fft/wisdom.hpp"
 #include "workload.hpp"
 
 namespace {
@@ -113,6 +114,10 @@ int run(int argc, char** argv) {
                                         static_cast<std::size_t>(info.config.threads));
   // The library initialises FFTW's threads, which the plain side's plans use too, on first use.
   tessel_fft::fftwApi::getInstance();
+  std::string wisdomError;
+  if (!options.wisdomPath.empty() && !tessel_fft::importWisdomFromFile(options.wisdomPath, &wisdomError))
+    return usageError("cannot import wisdom: " + wisdomError);
+  info.config.wisdomPath = options.wisdomPath;
 
   MeasureSettings settings;
   settings.runs = options.runs;

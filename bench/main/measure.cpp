@@ -60,7 +60,7 @@ CaseResult measureCase(const CaseDefinition& definition, const SuiteConfig& conf
 
     // The first call of ours plans into the case's cache; the first plain runs pay for first touches.
     progress(label, "ours: first call, planning into the host cache");
-    const double oursFirst = timeOnce(workload.runOurs);
+    const double oursFirst = result.oursFirst = timeOnce(workload.runOurs);
     progress(label, "plain FFTW: warm-up run");
     result.comparisons.resize(sides.size());
     for (std::size_t s = 0; s < sides.size(); ++s) {

@@ -34,6 +34,7 @@ struct CaseResult {
   int runs = 0;  // timed runs per side; 0 if the case failed before timing
   double tolerance = 0;
   Timing ours;
+  double oursFirst = 0;                 // seconds of the first call of ours, which plans
   std::vector<Comparison> comparisons;  // one per plain side
   bool passed = false;                  // ran, and every comparison stayed within tolerance
   std::string failure;                  // why not, if not

@@ -73,6 +73,9 @@ Options parseOptions(int argc, const char* const* argv) {
     } else if (argument == "--json") {
       options.jsonPath = takeValue();
       if (options.jsonPath.empty()) throw UsageError("--json needs a file name");
+    } else if (argument == "--wisdom") {
+      options.wisdomPath = takeValue();
+      if (options.wisdomPath.empty()) throw UsageError("--wisdom needs a file name");
     } else if (argument == "--svg") {
       options.svgPath = takeValue();
       if (options.svgPath.empty() || options.svgPath == "-") throw UsageError("--svg needs a file name");
@@ -103,11 +106,14 @@ std::string usageText() {
          "  --json FILE      also write the results and the run's context as JSON; FILE - writes\n"
          "                   them to stdout, and the table to stderr\n"
          "  --svg FILE       also write a bar chart of the ratios as SVG\n"
+         "  --wisdom FILE    import FFTW wisdom from FILE (made by tessel-fft-wisdom) before the run,\n"
+         "                   for both sides; the first-call column shows what it saves\n"
          "  --version        show the program's, the library's and FFTW's versions and exit\n"
          "  -h, --help       show this text and exit\n"
          "\n"
          "Exit status: 0 all cases within tolerance, 1 a case failed or a file could not be written,\n"
-         "2 bad command line or an output file that can't be opened.\n";
+         "2 bad command line, an output file that can't be opened or a wisdom file that can't be\n"
+         "imported.\n";
 }
 
 }  // namespace tessel_bench

@@ -17,6 +17,7 @@ struct Options {
   std::vector<std::string> cases;  // empty: all; each name once, in the order first given
   std::string jsonPath;            // "-": standard output, and the table goes to standard error
   std::string svgPath;
+  std::string wisdomPath;  // imported before the run; empty: none
 };
 
 // A command line that can't be followed; main prints what() and exits with 2.

@@ -26,6 +26,7 @@ struct SuiteConfig {
   bool quick = false;
   int threads = 1;
   unsigned planFlags = FFTW_MEASURE;
+  std::string wisdomPath;  // imported before the run, and then kept: no case forgets wisdom
 };
 
 // One way of doing a case's job with FFTW directly, into an output of its own. Most cases have one; a

@@ -144,14 +144,17 @@ void printTable(std::ostream& out, const std::vector<CaseResult>& results, const
   out << '\n';
   for (const auto& row : cells) printRow(row);
 
-  out << "\nfirst call: ours planning into an empty host cache, and running once.\n"
+  out << "\nfirst call: ours planning into an empty host cache, as in a fresh process (with only the "
+         "--wisdom\n"
+      << "file's wisdom), and running once.\n"
       << "ratio = ours / plain FFTW (below 1: the library is faster). Error: relative L2 of ours against\n"
       << "plain FFTW; tolerance " << kToleranceConstant << " * epsilon * log2(n).\n";
   if (anyDctNd(results)) {
     out << "dctIIND takes no context or cache: it plans by estimate on every call and runs FFTW on one\n"
         << "thread. [estimate per call]: plain FFTW under the same conditions, a rank-N FFTW_ESTIMATE plan\n"
         << "made, run and destroyed in every call, one thread. The other dctIIND rows: one plan made before\n"
-        << "timing (measured in a standard run), on one thread, which dctIIND can never use.\n";
+        << "timing (measured in a standard run), on one thread, which dctIIND can't use; its estimating\n"
+        << "planner does use wisdom of its own one-dimensional problems (--wisdom).\n";
   }
   if (info.config.quick)
     out << "QUICK RUN: small sizes and estimated plans; only the errors mean anything.\n";

@@ -39,23 +39,22 @@
 namespace tessel_fft {
 namespace checked {
 
+inline constexpr bool kChecksEnabled = TESSEL_FFT_ENABLE_CHECKS != 0;
+
 [[noreturn]] inline void reportAndAbort(const char* message) {
   std::fprintf(stderr, "tessel_fft: %s\n", message);
   std::abort();
 }
 
-// Reports "<entry>: <rule>" unless `holds`.
-inline void require([[maybe_unused]] bool holds, [[maybe_unused]] const char* entry,
-                    [[maybe_unused]] const char* rule) {
-#if TESSEL_FFT_ENABLE_CHECKS
+// Reports "<entry>: <rule>" unless `holds`. Only called with checks on.
+inline void require(bool holds, const char* entry, const char* rule) {
   if (!holds) TESSEL_FFT_CHECK_FAILED((std::string(entry) + ": " + rule).c_str());
-#endif
 }
 
 // The rules every batched entry shares.
 inline void checkBatch(const char* entry, const fftwContext& context, const void* in, const void* out,
                        std::uint64_t stride, std::uint64_t n, std::uint64_t numVectors) {
-  if (n == 0 || numVectors == 0) return;
+  if (!kChecksEnabled || n == 0 || numVectors == 0) return;
   require(stride != 0, entry,
           "stride must be at least 1 when numVectors is above 0 (it is the product of the extents before the "
           "transformed dimension)");
@@ -65,13 +64,14 @@ inline void checkBatch(const char* entry, const fftwContext& context, const void
 
 template <int Kind>
 void checkSign(const char* entry, int sign) {
-  if (Kind == c2c)
+  if (kChecksEnabled && Kind == c2c)
     require(sign == -1 || sign == 1, entry, "c2c sign must be FFTW_FORWARD (-1) or FFTW_BACKWARD (+1)");
 }
 
 // The rules of dctIIND and idctIIND.
 template <typename E>
 void checkND(const char* entry, const E* in, const E* out, const std::uint64_t* dims, std::uint64_t ndims) {
+  if (!kChecksEnabled) return;
   require(ndims == 0 || dims != nullptr, entry, "dims must not be null when ndims is above 0");
   bool empty = ndims == 0 || dims == nullptr;
   for (std::uint64_t i = 0; !empty && i < ndims; ++i) empty = dims[i] == 0;
@@ -113,7 +113,7 @@ void interleavedFFT1D(const fftwContext& context, fftwPlanCacheInterface<T, Kind
                       typename interleavedElements<T, Kind>::In* in,
                       typename interleavedElements<T, Kind>::Out* out, std::uint64_t n, std::uint64_t howmany,
                       int sign, bool planOnly) {
-  if (n != 0 && howmany != 0) {
+  if (kChecksEnabled && n != 0 && howmany != 0) {
     require(in != nullptr && out != nullptr, "interleavedFFT1D", "in and out must not be null");
     require(Kind != r2c || howmany == 1 || context.getEmbedStyle() == fftwContext::EMBED_FULL_LENGTH,
             "interleavedFFT1D",
@@ -129,7 +129,7 @@ void interleavedFFT2D(const fftwContext& context, fftwPlanCacheInterface<T, Kind
                       typename interleavedElements<T, Kind>::In* in,
                       typename interleavedElements<T, Kind>::Out* out, std::uint64_t n0, std::uint64_t n1,
                       int sign, bool planOnly) {
-  if (n0 != 0 && n1 != 0) {
+  if (kChecksEnabled && n0 != 0 && n1 != 0) {
     require(in != nullptr && out != nullptr, "interleavedFFT2D", "in and out must not be null");
     require(Kind != r2c || n1 == 1 || context.getEmbedStyle() == fftwContext::EMBED_FULL_LENGTH,
             "interleavedFFT2D",

@@ -30,6 +30,7 @@ echo '#include <tessel_fft/tessel_fft.hpp>' | g++ -std=c++17 -x c++ -E -H -I"$pr
 
 # The installed program starts from a prefix the loader doesn't search.
 "$prefix/bin/tessel-fft-bench" --version >/dev/null || fail "the installed tessel-fft-bench does not start"
+"$prefix/bin/tessel-fft-wisdom" --version >/dev/null || fail "the installed tessel-fft-wisdom does not start"
 
 echo "consumer: find_package"
 cmake -S "$consumer" -B "$work/package" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null

@@ -123,6 +123,10 @@ TEST(Wisdom, BadTextsAndFilesChangeNothing) {
     EXPECT_FALSE(error.empty()) << row.name;
     EXPECT_EQ(wisdomLines(), before) << row.name;
   }
+  std::string systemError;
+  if (!tessel_fft::importSystemWisdom(&systemError)) {
+    EXPECT_EQ(wisdomLines(), before) << systemError;
+  }
   const ScratchDirectory directory;
   writeFile(directory.path + "/truncated", good.substr(0, good.size() / 2));
   writeFile(directory.path + "/foreign", rawFftw);

@@ -513,12 +513,12 @@ const std::map<std::string, int> kAdditions = {{"tessel_fft::getLibraryVersion",
                                                {"tessel_fft::out_of_memory::~out_of_memory", 1},
                                                {"tessel_fft::backend_failure::backend_failure", 1},
                                                {"tessel_fft::backend_failure::~backend_failure", 1},
-    {"tessel_fft::exportWisdom[abi:cxx11]", 1},
-    {"tessel_fft::exportWisdomToFile", 1},
-    {"tessel_fft::importWisdom", 1},
-    {"tessel_fft::importWisdomFromFile", 1},
-    {"tessel_fft::importSystemWisdom", 1},
-    {"tessel_fft::forgetWisdom", 1}};
+                                               {"tessel_fft::exportWisdom[abi:cxx11]", 1},
+                                               {"tessel_fft::exportWisdomToFile", 1},
+                                               {"tessel_fft::importWisdom", 1},
+                                               {"tessel_fft::importWisdomFromFile", 1},
+                                               {"tessel_fft::importSystemWisdom", 1},
+                                               {"tessel_fft::forgetWisdom", 1}};
 
 TEST(ExportedSymbols, ExactlyThePublicApi) {
   const std::string command = std::string("nm -DCj --defined-only '") + TESSEL_SHARED_LIBRARY_PATH + "'";

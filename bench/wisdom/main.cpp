@@ -151,6 +151,10 @@ Entry parseEntry(const std::string& text) {
   if (entry.complex && !isCosineOrSine(entry.family))
     throw UsageError("'" + text + "': complex is for dct*, dst*, dctnd and idctnd");
   if (entry.full && !interleaved) throw UsageError("'" + text + "': full is for i1d and i2d");
+  // The scratch arrays hold up to two reals of 8 bytes per element of the shape.
+  u64 bytes = 16;
+  for (const u64 extent : entry.extents)
+    if (__builtin_mul_overflow(bytes, extent, &bytes)) throw UsageError("'" + text + "': too large");
   return entry;
 }
 

@@ -76,7 +76,9 @@ BoundedSharedCache<tf::dcstPlanCacheInterface<T, Kind>>& dcstCache() {
   return *cache;
 }
 
-std::atomic<unsigned> planStrategy{tf::fftwContext::TS_FFTW_HYBRID};
+// FFTW_ESTIMATE unless the host asks for more: a scipy.fft user expects no planning time, and code that
+// meets many sizes once each (scipy's own tests: every length up to 511) would spend seconds measuring.
+std::atomic<unsigned> planStrategy{FFTW_ESTIMATE};
 
 tf::fftwContext contextFor(u64 threads) {
   return tf::fftwContext(threads, planStrategy.load(), tf::fftwContext::EMBED_COMPACT, false);

@@ -21,8 +21,9 @@ _SERVED = (np.float32, np.float64, np.complex64, np.complex128)
 
 
 def set_planner(name):
-    """How new plans are made: "estimate" (FFTW_ESTIMATE), "measure" (FFTW_MEASURE) or "hybrid"
-    (the default: measure up to 8192 points, estimate above). Cached plans stay as they are."""
+    """How new plans are made: "estimate" (FFTW_ESTIMATE, the default: no planning time), "measure"
+    (FFTW_MEASURE: a first call of each shape takes longer, later ones may run faster) or "hybrid"
+    (measure up to 8192 points, estimate above). Plans already cached stay as they are."""
     _core.set_plan_strategy(name)
 
 

@@ -83,7 +83,7 @@ def main(argv=None):
           f"numpy {np.__version__}, {cpus} worker(s) for 'all', median of {runs} runs"
           + (" [--quick: timings not meaningful]" if args.quick else ""))
     print()
-    print("| case | function | ours, all | scipy, 1 | scipy, all | numpy | ours / scipy all | max rel. error |")
+    print("| case | function | ours, all | scipy, 1 | scipy, all | numpy | ours / scipy all | rel. L2 error |")
     print("|:--|:--|--:|--:|--:|--:|--:|--:|")
     for name, function, x, kwargs in _cases(rng):
         if args.case and not any(name.startswith(prefix) for prefix in args.case):

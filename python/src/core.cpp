@@ -126,8 +126,8 @@ void runDCST(const py::array& in, py::array& out, const View& view, int directio
   const u64 inCount = view.inputLength * view.numVectors, outCount = view.n * view.numVectors;
   const T* source = isComplex ? reinterpret_cast<const T*>(readable<std::complex<T>>(in, inCount))
                               : readable<T>(in, inCount);
-  T* target = isComplex ? reinterpret_cast<T*>(writable<std::complex<T>>(out, outCount))
-                        : writable<T>(out, outCount);
+  T* target =
+      isComplex ? reinterpret_cast<T*>(writable<std::complex<T>>(out, outCount)) : writable<T>(out, outCount);
   const py::gil_scoped_release release;
   tf::quillDCST1D<T, Kind>(contextFor(threads), &dcstCache<T, Kind>(), source, target, view.stride, view.n,
                            view.inputLength, view.numVectors, direction, isComplex);

@@ -72,7 +72,8 @@ def _workers(workers):
         workers += 1 + cpus
     elif workers == 0:
         raise ValueError("workers must not be zero")
-    return workers
+    # More threads than CPUs cannot help, and FFTW would start them all for one long vector.
+    return min(workers, cpus)
 
 
 def _no_plan(plan):

@@ -195,6 +195,19 @@ def _resized(x, axis, n):
     return out
 
 
+# The orthogonalising weights by (sine, type): the input elements multiplied by sqrt(2) before the
+# transform and the output elements divided by it after (-1 the last). On the first element of the cosine
+# kinds and the last of the sine kinds, they make every orthonormal transform orthogonal; scipy 1.10
+# weights the first element of DST-II and DST-III too, and the backend leaves those calls to scipy.
+_WEIGHTS = {
+    (False, 1): ((0, -1), (0, -1)),
+    (False, 2): ((), (0,)),
+    (False, 3): ((0,), ()),
+    (True, 2): ((), (-1,)),
+    (True, 3): ((-1,), ()),
+}
+
+
 def _r2r(sine, forward, x, type, n, axis, norm, workers, orthogonalize):
     if type not in (1, 2, 3, 4):
         raise ValueError(f"invalid {'DST' if sine else 'DCT'} type {type!r}")
@@ -207,22 +220,13 @@ def _r2r(sine, forward, x, type, n, axis, norm, workers, orthogonalize):
     if type == 1 and not sine and n == 1:
         raise ValueError("DCT-I is not defined for 1 point")
     logical = 2 * (n - 1) if type == 1 and not sine else 2 * (n + 1) if type == 1 else 2 * n
-    # The orthogonalising weights on the first element of the cosine kinds and the last of the sine
-    # kinds, which makes every orthonormal transform orthogonal (scipy 1.10 weights the first element of
-    # DST-II and DST-III as well; the backend leaves those calls to scipy). Complex input follows the
-    # norm alone, as in scipy.
-    if orthogonalize is None or x.dtype.kind == "c":
-        weights = inorm == 1 and (type != 1 or not sine) and type != 4
-    else:
-        weights = bool(orthogonalize) and (type != 1 or not sine) and type != 4
-    first = (slice(None),) * axis + (0,)
-    last = (slice(None),) * axis + (n - 1,)
-    weighted_in = [first, last] if type == 1 else [last if sine else first] if type == 3 else []
-    weighted_out = [first, last] if type == 1 else [last if sine else first] if type == 2 else []
-    if weights and weighted_in:
+    if orthogonalize is None or x.dtype.kind == "c":  # complex input follows the norm alone, as in scipy
+        orthogonalize = inorm == 1
+    weighted_in, weighted_out = _WEIGHTS.get((sine, type), ((), ())) if orthogonalize else ((), ())
+    if weighted_in:
         x = _resized(x, axis, n)
-        for index in weighted_in:
-            x[index] *= _SQRT2
+        for element in weighted_in:
+            x[(slice(None),) * axis + (element,)] *= _SQRT2
     kind = type - 1 + (4 if sine else 0)
     x, stride, order = _layout(x, axis)
     out = _output(x, axis, n, x.dtype, order)
@@ -234,9 +238,8 @@ def _r2r(sine, forward, x, type, n, axis, norm, workers, orthogonalize):
                        1 if inorm == 2 else 0, x.dtype.kind == "c", workers)
     if inorm == 1:
         np.multiply(out, 1.0 / math.sqrt(logical), out=out)
-    if weights:
-        for index in weighted_out:
-            out[index] *= 1.0 / _SQRT2
+    for element in weighted_out:
+        out[(slice(None),) * axis + (element,)] *= 1.0 / _SQRT2
     return out
 
 

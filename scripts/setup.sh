@@ -2,7 +2,8 @@
 # Installs what building and testing tessel_fft needs on Debian 12, and nothing if it is all there.
 set -euo pipefail
 
-packages=(g++ cmake make pkg-config libfftw3-dev libtbb-dev libgtest-dev libbenchmark-dev)
+packages=(g++ cmake make pkg-config libfftw3-dev libtbb-dev libgtest-dev libbenchmark-dev
+  python3-dev pybind11-dev python3-numpy python3-scipy python3-pytest python3-dask python3-distributed)
 missing=()
 for package in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")

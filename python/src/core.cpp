@@ -1,0 +1,265 @@
+// The compiled half of the Python package: typed calls of the library's drivers on numpy buffers that the
+// Python half has already laid out column-major, and the process-wide plan caches they share.
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <atomic>
+#include <complex>
+#include <cstdint>
+#include <mutex>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "tessel_fft/tessel_fft.hpp"
+
+namespace py = pybind11;
+namespace tf = tessel_fft;
+using u64 = std::uint64_t;
+
+namespace {
+
+// Plans kept per precision and kind. A plan holds its twiddles, so this bounds the memory of a process
+// that meets many shapes; beyond it, new shapes are planned on every call (cheaply, from FFTW's wisdom).
+constexpr std::size_t kPlansPerCache = 64;
+
+// The cache every Python thread shares. It never evicts: the cache protocol has no release call, so a
+// shared cache cannot know whether another thread still runs a plan it handed out, and destroying one
+// would pull it from under that thread. Once full it declines new plans, which then stay with the call
+// that made them. A per-thread LRU would be bounded too but plans each shape once per thread, and
+// thread pools (dask, concurrent.futures) make many threads.
+template <typename Interface>
+class BoundedSharedCache final : public Interface {
+ public:
+  using Plan = typename Interface::Plan;
+
+  bool insertPlan(const tf::fftwPlanKey& key, Plan& plan) override {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (plans_.size() >= kPlansPerCache) return false;
+    try {
+      return plans_.emplace(key, plan).second;
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+  }
+
+  Plan lookupPlan(const tf::fftwPlanKey& key) override {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = plans_.find(key);
+    return found == plans_.end() ? nullptr : found->second;
+  }
+
+  std::size_t size() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return plans_.size();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::unordered_map<tf::fftwPlanKey, Plan> plans_;
+};
+
+// The caches live as long as the process and are never destroyed: at interpreter exit a daemon thread
+// may still be inside a transform, without the GIL, using their plans.
+template <typename T, int Kind>
+BoundedSharedCache<tf::fftwPlanCacheInterface<T, Kind, tf::fftwPlanKey>>& fftCache() {
+  static auto* cache = new BoundedSharedCache<tf::fftwPlanCacheInterface<T, Kind, tf::fftwPlanKey>>();
+  return *cache;
+}
+template <typename T, int Kind>
+BoundedSharedCache<tf::dcstPlanCacheInterface<T, Kind>>& dcstCache() {
+  static auto* cache = new BoundedSharedCache<tf::dcstPlanCacheInterface<T, Kind>>();
+  return *cache;
+}
+
+// FFTW_ESTIMATE unless the host asks for more: a scipy.fft user expects no planning time, and code that
+// meets many sizes once each (scipy's own tests: every length up to 511) would spend seconds measuring.
+std::atomic<unsigned> planStrategy{FFTW_ESTIMATE};
+
+tf::fftwContext contextFor(u64 threads) {
+  return tf::fftwContext(threads, planStrategy.load(), tf::fftwContext::EMBED_COMPACT, false);
+}
+
+// The column-major view of one call, as the Python half computed it.
+struct View {
+  u64 stride;
+  u64 n;
+  u64 inputLength;
+  u64 numVectors;
+};
+
+// The library does not validate; this edge does, so that a wrong call from Python raises instead of
+// reading or writing outside a buffer.
+template <typename E>
+const E* readable(const py::array& array, u64 elements) {
+  if (!py::isinstance<py::array_t<E>>(array)) throw py::type_error("tessel_fft: unexpected dtype");
+  if (!(array.flags() & (py::array::c_style | py::array::f_style)))
+    throw py::value_error("tessel_fft: array is not contiguous");
+  if (static_cast<u64>(array.size()) < elements) throw py::value_error("tessel_fft: array too small");
+  return static_cast<const E*>(array.data());
+}
+
+template <typename E>
+E* writable(py::array& array, u64 elements) {
+  readable<E>(array, elements);
+  return static_cast<E*>(array.mutable_data());
+}
+
+template <typename T, int Kind>
+void runFFT(const py::array& in, py::array& out, const View& view, int sign, u64 threads) {
+  using In = typename tf::fftElements<T, Kind>::In;
+  using Out = typename tf::fftElements<T, Kind>::Out;
+  const In* source = readable<In>(in, view.inputLength * view.numVectors);
+  Out* target = writable<Out>(out, view.n * view.numVectors);
+  const py::gil_scoped_release release;
+  tf::quillFFT1D<T, Kind>(contextFor(threads), &fftCache<T, Kind>(), source, target, view.stride, view.n,
+                          view.inputLength, view.numVectors, sign);
+}
+
+template <typename T, int Kind>
+void runDCST(const py::array& in, py::array& out, const View& view, int direction, bool isComplex,
+             u64 threads) {
+  const u64 inCount = view.inputLength * view.numVectors, outCount = view.n * view.numVectors;
+  const T* source = isComplex ? reinterpret_cast<const T*>(readable<std::complex<T>>(in, inCount))
+                              : readable<T>(in, inCount);
+  T* target =
+      isComplex ? reinterpret_cast<T*>(writable<std::complex<T>>(out, outCount)) : writable<T>(out, outCount);
+  const py::gil_scoped_release release;
+  tf::quillDCST1D<T, Kind>(contextFor(threads), &dcstCache<T, Kind>(), source, target, view.stride, view.n,
+                           view.inputLength, view.numVectors, direction, isComplex);
+}
+
+template <typename E>
+void runDCTND(const py::array& in, py::array& out, const std::vector<u64>& dims, bool inverse,
+              bool orthonormal) {
+  u64 count = 1;
+  for (const u64 extent : dims) count *= extent;
+  const E* source = readable<E>(in, count);
+  E* target = writable<E>(out, count);
+  const py::gil_scoped_release release;
+  if (inverse) {
+    tf::idctIIND<E>(source, target, dims.data(), dims.size(), orthonormal);
+  } else {
+    tf::dctIIND<E>(source, target, dims.data(), dims.size(), orthonormal);
+  }
+}
+
+// One function per precision picks the instantiation of a run-time kind.
+template <typename T, int... Kinds>
+void fftOfKind(int kind, std::integer_sequence<int, Kinds...>, const py::array& in, py::array& out,
+               const View& view, int sign, u64 threads) {
+  if (kind < 0 || kind >= static_cast<int>(sizeof...(Kinds))) throw py::value_error("tessel_fft: bad kind");
+  ((kind == Kinds ? runFFT<T, Kinds>(in, out, view, sign, threads) : void()), ...);
+}
+
+template <typename T, int... Kinds>
+void dcstOfKind(int kind, std::integer_sequence<int, Kinds...>, const py::array& in, py::array& out,
+                const View& view, int direction, bool isComplex, u64 threads) {
+  if (kind < 0 || kind >= static_cast<int>(sizeof...(Kinds))) throw py::value_error("tessel_fft: bad kind");
+  ((kind == Kinds ? runDCST<T, Kinds>(in, out, view, direction, isComplex, threads) : void()), ...);
+}
+
+template <typename T, int... Kinds>
+std::size_t cachedPlansOf(std::integer_sequence<int, Kinds...>) {
+  return (0 + ... + (dcstCache<T, Kinds>().size())) + fftCache<T, tf::r2c>().size() +
+         fftCache<T, tf::c2r>().size() + fftCache<T, tf::c2c>().size();
+}
+
+}  // namespace
+
+PYBIND11_MODULE(_core, module) {
+  module.doc() = "tessel_fft's drivers on column-major numpy buffers; use the functions of tessel_fft.";
+
+  // The library's allocation failure is Python's MemoryError; its other failure stays a RuntimeError.
+  py::register_exception_translator([](std::exception_ptr failure) {
+    try {
+      if (failure) std::rethrow_exception(failure);
+    } catch (const std::runtime_error& error) {
+      if (std::string(error.what()) == "FFTW:nomem") {
+        PyErr_SetString(PyExc_MemoryError, error.what());
+      } else {
+        PyErr_SetString(PyExc_RuntimeError, error.what());
+      }
+    }
+  });
+
+  module.def(
+      "fft",
+      [](int kind, bool single, const py::array& in, py::array& out, u64 stride, u64 n, u64 inputLength,
+         u64 numVectors, int sign, u64 threads) {
+        const View view{stride, n, inputLength, numVectors};
+        const auto kinds = std::make_integer_sequence<int, 3>();
+        if (single) {
+          fftOfKind<float>(kind, kinds, in, out, view, sign, threads);
+        } else {
+          fftOfKind<double>(kind, kinds, in, out, view, sign, threads);
+        }
+      },
+      "quillFFT1D of kind 0 r2c, 1 c2r, 2 c2c on contiguous buffers; GIL released while it runs.",
+      py::arg("kind"), py::arg("single"), py::arg("input"), py::arg("output"), py::arg("stride"),
+      py::arg("n"), py::arg("input_length"), py::arg("num_vectors"), py::arg("sign"), py::arg("threads"));
+
+  module.def(
+      "dcst",
+      [](int kind, bool single, const py::array& in, py::array& out, u64 stride, u64 n, u64 inputLength,
+         u64 numVectors, int direction, bool isComplex, u64 threads) {
+        const View view{stride, n, inputLength, numVectors};
+        const auto kinds = std::make_integer_sequence<int, 8>();
+        if (single) {
+          dcstOfKind<float>(kind, kinds, in, out, view, direction, isComplex, threads);
+        } else {
+          dcstOfKind<double>(kind, kinds, in, out, view, direction, isComplex, threads);
+        }
+      },
+      "quillDCST1D of kind 0..7 on contiguous buffers; GIL released while it runs.", py::arg("kind"),
+      py::arg("single"), py::arg("input"), py::arg("output"), py::arg("stride"), py::arg("n"),
+      py::arg("input_length"), py::arg("num_vectors"), py::arg("direction"), py::arg("is_complex"),
+      py::arg("threads"));
+
+  module.def(
+      "dctn",
+      [](const py::array& in, py::array& out, const std::vector<u64>& dims, bool inverse, bool orthonormal) {
+        const int type = py::dtype(in.dtype()).num();
+        if (type == py::dtype::of<float>().num()) {
+          runDCTND<float>(in, out, dims, inverse, orthonormal);
+        } else if (type == py::dtype::of<double>().num()) {
+          runDCTND<double>(in, out, dims, inverse, orthonormal);
+        } else if (type == py::dtype::of<std::complex<float>>().num()) {
+          runDCTND<std::complex<float>>(in, out, dims, inverse, orthonormal);
+        } else {
+          runDCTND<std::complex<double>>(in, out, dims, inverse, orthonormal);
+        }
+      },
+      "dctIIND or idctIIND over column-major extents `dims`; GIL released while it runs.", py::arg("input"),
+      py::arg("output"), py::arg("dims"), py::arg("inverse"), py::arg("orthonormal"));
+
+  module.def(
+      "set_plan_strategy",
+      [](const std::string& name) {
+        if (name == "estimate") {
+          planStrategy = FFTW_ESTIMATE;
+        } else if (name == "measure") {
+          planStrategy = FFTW_MEASURE;
+        } else if (name == "hybrid") {
+          planStrategy = tf::fftwContext::TS_FFTW_HYBRID;
+        } else {
+          throw py::value_error("planner must be 'estimate', 'measure' or 'hybrid'");
+        }
+      },
+      py::arg("name"));
+
+  module.def("cached_plans", [] {
+    const auto kinds = std::make_integer_sequence<int, 8>();
+    return cachedPlansOf<float>(kinds) + cachedPlansOf<double>(kinds);
+  });
+  module.attr("plans_per_cache") = kPlansPerCache;
+
+  module.def("library_version", &tf::getLibraryVersion);
+  module.def("fftw_version", &tf::fftwApi::getVersion);
+  // FFTW wisdom (export, import, forget) belongs here, beside the plan strategy, once the library
+  // exports it.
+}

@@ -1,0 +1,109 @@
+"""tessel_fft beside scipy.fft (one worker and all) and numpy.fft, in one process, on the cases of
+tessel-fft-bench that a numpy user meets. Run: python3 -m tessel_fft.bench [--runs N] [--quick].
+
+Each case is a numpy array in C order; the column-major shape of tessel-fft-bench is its reversed shape.
+Every side is called once before timing (plans made, caches warm), then the sides alternate and the
+median of each is reported. The ratio is ours / scipy.fft with all workers: below 1 we are faster.
+"""
+import argparse
+import os
+import platform
+import statistics
+import time
+
+import numpy as np
+import scipy.fft
+
+import tessel_fft
+
+
+def _cpu_model():
+    try:
+        with open("/proc/cpuinfo") as cpuinfo:
+            for line in cpuinfo:
+                if line.startswith("model name"):
+                    return line.split(":", 1)[1].strip()
+    except OSError:
+        pass
+    return platform.processor() or "unknown CPU"
+
+
+def _complex(rng, shape, dtype=np.complex128):
+    return (rng.standard_normal(shape) + 1j * rng.standard_normal(shape)).astype(dtype)
+
+
+# name, column-major shape as in tessel-fft-bench, function name, input maker, keyword arguments.
+def _cases(rng):
+    return [
+        ("strided-c2c-inv (100 x 4096 x 20)", "ifft", _complex(rng, (20, 4096, 100)), {"axis": 1}),
+        ("strided-c2c-inv-f32 (100 x 4096 x 20)", "ifft",
+         _complex(rng, (20, 4096, 100), np.complex64), {"axis": 1}),
+        ("c2c-n1024 (1024 x 10000)", "fft", _complex(rng, (10000, 1024)), {"axis": -1}),
+        ("c2c-n64 (64 x 100000)", "fft", _complex(rng, (100000, 64)), {"axis": -1}),
+        ("rfft (4096 x 2000)", "rfft", rng.standard_normal((2000, 4096)), {"axis": -1}),
+        ("irfft (4096 x 2000)", "irfft", _complex(rng, (2000, 2049)), {"axis": -1, "n": 4096}),
+        ("c2c-long (1048576 x 1)", "fft", _complex(rng, (1 << 20,)), {}),
+        ("dct2-strided (64 x 1024 x 64)", "dct", rng.standard_normal((64, 1024, 64)), {"axis": 1}),
+        ("dst4-strided-inv (64 x 1024 x 64)", "idst", rng.standard_normal((64, 1024, 64)),
+         {"axis": 1, "type": 4}),
+        ("dctn-2d (1024 x 1024)", "dctn", rng.standard_normal((1024, 1024)), {}),
+        ("dctn-3d (128 x 128 x 128)", "dctn", rng.standard_normal((128, 128, 128)), {}),
+    ]
+
+
+def _median_ms(calls, runs):
+    """Alternates the calls `runs` times after one warm-up each; the median of each, in ms."""
+    for call in calls.values():
+        call()
+    times = {name: [] for name in calls}
+    for _ in range(runs):
+        for name, call in calls.items():
+            start = time.perf_counter()
+            call()
+            times[name].append((time.perf_counter() - start) * 1e3)
+    return {name: statistics.median(values) for name, values in times.items()}
+
+
+def main(argv=None):
+    parser = argparse.ArgumentParser(prog="python3 -m tessel_fft.bench", description=__doc__.split("\n")[0])
+    parser.add_argument("--runs", type=int, default=15, help="timed calls per side (default 15)")
+    parser.add_argument("--quick", action="store_true", help="3 runs: a smoke test, timings not meaningful")
+    parser.add_argument("--case", action="append", help="run only cases whose name starts with this")
+    parser.add_argument("--planner", default="measure", choices=("estimate", "measure", "hybrid"),
+                        help="how tessel_fft plans (default measure, as tessel-fft-bench; the package's "
+                        "own default is estimate)")
+    args = parser.parse_args(argv)
+    runs = 3 if args.quick else args.runs
+    cpus = os.cpu_count() or 1
+    tessel_fft.set_planner(args.planner)
+    rng = np.random.default_rng(7)
+
+    print(f"tessel_fft.bench on {_cpu_model()}: tessel_fft {tessel_fft.library_version()} "
+          f"({tessel_fft.fftw_version()}, planner {args.planner}), scipy {scipy.__version__}, "
+          f"numpy {np.__version__}, {cpus} worker(s) for 'all', median of {runs} runs"
+          + (" [--quick: timings not meaningful]" if args.quick else ""))
+    print()
+    print("| case | function | ours, all | scipy, 1 | scipy, all | numpy | ours / scipy all | rel. L2 error |")
+    print("|:--|:--|--:|--:|--:|--:|--:|--:|")
+    for name, function, x, kwargs in _cases(rng):
+        if args.case and not any(name.startswith(prefix) for prefix in args.case):
+            continue
+        ours_fn, scipy_fn = getattr(tessel_fft, function), getattr(scipy.fft, function)
+        calls = {
+            "ours": lambda: ours_fn(x, workers=-1, **kwargs),
+            "scipy1": lambda: scipy_fn(x, workers=1, **kwargs),
+            "scipyall": lambda: scipy_fn(x, workers=-1, **kwargs),
+        }
+        numpy_fn = getattr(np.fft, function, None)
+        if numpy_fn is not None:
+            calls["numpy"] = lambda: numpy_fn(x, **kwargs)
+        reference, result = scipy_fn(x, **kwargs), ours_fn(x, workers=-1, **kwargs)
+        error = np.linalg.norm(result - reference) / max(np.linalg.norm(reference), 1e-300)
+        ms = _median_ms(calls, runs)
+        numpy_ms = f"{ms['numpy']:.2f} ms" if "numpy" in ms else "-"
+        print(f"| {name} | {function} | {ms['ours']:.2f} ms | {ms['scipy1']:.2f} ms | {ms['scipyall']:.2f} ms "
+              f"| {numpy_ms} | {ms['ours'] / ms['scipyall']:.2f} | {error:.1e} |", flush=True)
+
+
+if __name__ == "__main__":
+    main()

@@ -175,15 +175,14 @@ PYBIND11_MODULE(_core, module) {
   module.doc() = "tessel_fft's drivers on column-major numpy buffers; use the functions of tessel_fft.";
 
   // The library's allocation failure is Python's MemoryError; its other failure stays a RuntimeError.
+  // Anything else goes on to pybind11's own translators.
   py::register_exception_translator([](std::exception_ptr failure) {
     try {
       if (failure) std::rethrow_exception(failure);
-    } catch (const std::runtime_error& error) {
-      if (std::string(error.what()) == "FFTW:nomem") {
-        PyErr_SetString(PyExc_MemoryError, error.what());
-      } else {
-        PyErr_SetString(PyExc_RuntimeError, error.what());
-      }
+    } catch (const tf::out_of_memory& error) {
+      PyErr_SetString(PyExc_MemoryError, error.what());
+    } catch (const tf::backend_failure& error) {
+      PyErr_SetString(PyExc_RuntimeError, error.what());
     }
   });
 
@@ -260,6 +259,43 @@ PYBIND11_MODULE(_core, module) {
 
   module.def("library_version", &tf::getLibraryVersion);
   module.def("fftw_version", &tf::fftwApi::getVersion);
-  // FFTW wisdom (export, import, forget) belongs here, beside the plan strategy, once the library
-  // exports it.
+  // Wisdom: a failed import raises with the library's one-line reason and leaves the wisdom in memory
+  // as it was; the file functions release the GIL, since a file may be slow to reach.
+  module.def("export_wisdom", [] { return tf::exportWisdom(); });
+  module.def(
+      "import_wisdom",
+      [](const std::string& text) {
+        std::string error;
+        if (!tf::importWisdom(text, &error)) throw py::value_error(error);
+      },
+      py::arg("text"));
+  module.def(
+      "export_wisdom_to_file",
+      [](const std::string& path) {
+        std::string error;
+        bool written;
+        {
+          const py::gil_scoped_release release;
+          written = tf::exportWisdomToFile(path, &error);
+        }
+        if (!written) {
+          PyErr_SetString(PyExc_OSError, error.c_str());
+          throw py::error_already_set();
+        }
+      },
+      py::arg("path"));
+  module.def(
+      "import_wisdom_from_file",
+      [](const std::string& path) {
+        std::string error;
+        bool imported;
+        {
+          const py::gil_scoped_release release;
+          imported = tf::importWisdomFromFile(path, &error);
+        }
+        if (!imported) throw py::value_error(error);
+      },
+      py::arg("path"));
+  module.def("import_system_wisdom", [] { return tf::importSystemWisdom(); });
+  module.def("forget_wisdom", &tf::forgetWisdom);
 }

@@ -182,3 +182,29 @@ def test_second_call_plans_nothing():
     planned = tessel_fft._core.cached_plans()
     tessel_fft.irfft(x, axis=1)
     assert before < planned == tessel_fft._core.cached_plans()
+
+
+def test_wisdom_round_trip_and_rejection(tmp_path):
+    """Measured wisdom survives a file round trip; a bad text or file raises and changes nothing."""
+    tessel_fft.set_planner("measure")
+    try:
+        tessel_fft.fft(np.ones((3, 96, 2), np.complex128), axis=1)
+    finally:
+        tessel_fft.set_planner("estimate")
+    path = tmp_path / "wisdom"
+    tessel_fft.export_wisdom_to_file(str(path))
+    def lines():  # FFTW may list the same wisdom in another order
+        return sorted(tessel_fft.export_wisdom().splitlines())
+
+    saved = lines()
+    tessel_fft.forget_wisdom()
+    tessel_fft.import_wisdom_from_file(str(path))
+    assert lines() == saved
+    text = tessel_fft.export_wisdom()
+    with pytest.raises(ValueError):
+        tessel_fft.import_wisdom(text[: len(text) // 2])
+    with pytest.raises(ValueError):
+        tessel_fft.import_wisdom_from_file(str(tmp_path / "missing"))
+    with pytest.raises(OSError):
+        tessel_fft.export_wisdom_to_file(str(tmp_path / "no" / "such" / "dir"))
+    assert lines() == saved

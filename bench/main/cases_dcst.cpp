@@ -168,7 +168,21 @@ Workload orthonormalDct(const SuiteConfig& config, const std::vector<u64>& exten
   return workload;
 }
 
+// Kind is a template argument of the library's entry: a table of the eight instantiations per precision.
+template <typename T, std::size_t... Kinds>
+Workload stridedDcstOf(const SuiteConfig& config, const StridedProblem& p, std::index_sequence<Kinds...>) {
+  using Builder = Workload (*)(const SuiteConfig&, u64, u64, u64, int, bool);
+  constexpr Builder builders[] = {&stridedDcst<T, static_cast<int>(Kinds)>...};
+  return builders[p.dcstKind](config, p.stride, p.n, p.blocks, p.direction, p.isComplex);
+}
+
 }  // namespace
+
+Workload stridedDcstWorkload(const SuiteConfig& config, const StridedProblem& problem) {
+  const auto kinds = std::make_index_sequence<8>();
+  return problem.singlePrecision ? stridedDcstOf<float>(config, problem, kinds)
+                                 : stridedDcstOf<double>(config, problem, kinds);
+}
 
 std::vector<CaseDefinition> dcstCases() {
   std::vector<CaseDefinition> cases;

@@ -157,6 +157,16 @@ TEST(Accuracy, DctND) {
       rows.push_back({Family::ND, (i + inverse) % 3 == 0, inverse, 1, 0, 0, 0, 1, 4, 0, flags, shapes[i]});
     }
   }
+  // With a context and a host cache: pooled dimensions (256 x 96), measured plans, a refused plan, the
+  // same extent twice sharing plans, chunk 3.
+  const unsigned keep = kKeepingCache, orthoComplex = kOrthonormal | kComplex;
+  const Call hosted[] = {
+      {Family::ND, D, 0, 1, 0, 0, 0, 2, 4, 0, keep | kOrthonormal, {256, 96}},
+      {Family::ND, F, 1, 1, 0, 0, 0, 2, 4, 0, keep | kComplex, {256, 96}},
+      {Family::ND, D, 1, 1, 0, 0, 0, 2, 4, 0, keep | kMeasure | orthoComplex, {12, 5, 12}},
+      {Family::ND, F, 0, 1, 0, 0, 0, 1, 3, 0, kRefusingCache | kInPlace | kOrthonormal, {9, 7}},
+  };
+  rows.insert(rows.end(), std::begin(hosted), std::end(hosted));
   expectAllPass(rows);
 }
 

@@ -7,6 +7,7 @@
 
 #include "dcst/dcst_batch.hpp"
 #include "nd/dcst_single_plan.hpp"
+#include "nd/paired_dct.hpp"
 #include "tessel_fft/fftw_context.hpp"
 
 namespace tessel_fft {
@@ -79,7 +80,9 @@ void dctIIAllDimensions(const fftwContext* hostContext, dcstPlanCacheInterface<n
     const bool last = d + 1 == ndims;
     if (hostContext != nullptr) {
       dctIIStep<Kind>(*hostContext, hostCache, src, out, total, stride, dims[d], orthonormal, last);
-    } else {
+    } else if (!nd_detail::pairedDctStep(ElementParts<E>::real(src), ElementParts<E>::real(out), total,
+                                         stride, dims[d], ElementParts<E>::isComplex, Kind == kDCTIII,
+                                         orthonormal)) {
       dcstSinglePlan<ndReal<E>, Kind> ownCache;
       dctIIStep<Kind>(ownContext, &ownCache, src, out, total, stride, dims[d], orthonormal, last);
     }

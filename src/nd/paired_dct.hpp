@@ -58,6 +58,19 @@ inline bool pairLayout(std::uint64_t total, std::uint64_t stride, std::uint64_t 
 inline constexpr std::size_t kPairGroupBytes = 256 * 1024;
 inline constexpr std::size_t kMaxPairsPerGroup = 16;
 
+// Visits every element of a group's vectors: vector by vector where each vector is contiguous, else row
+// by row, for then a row of the group is one run of memory.
+template <typename Visit>
+void visitGroup(bool vectorsContiguous, std::size_t count, std::uint64_t n, const Visit& visit) {
+  if (vectorsContiguous) {
+    for (std::size_t g = 0; g < count; ++g)
+      for (std::uint64_t j = 0; j < n; ++j) visit(g, j);
+  } else {
+    for (std::uint64_t j = 0; j < n; ++j)
+      for (std::size_t g = 0; g < count; ++g) visit(g, j);
+  }
+}
+
 // The whole dimension of extent n at `stride`, from `src` to `out` (which may be the same array):
 // forward (REDFT10) or inverse (REDFT01, divided by 2n), either orthonormal. FFTW plans by estimate on
 // one thread; the plans and scratch live for this call. False, with nothing done, where the layout
@@ -69,7 +82,9 @@ bool pairedDctStep(const R* src, R* out, std::uint64_t total, std::uint64_t stri
   PairLayout layout;
   if (!pairLayout(total, stride, n, isComplex, layout)) return false;
   const std::size_t alignedPitch = 16 / sizeof(C);  // vectors per 16 bytes: 1 for double, 2 for float
-  const std::size_t pitch = (n + alignedPitch - 1) / alignedPitch * alignedPitch;
+  std::size_t pitch = (n + alignedPitch - 1) / alignedPitch * alignedPitch;
+  // Vectors a multiple of 4 KiB apart would share the same few sets of the first-level cache.
+  if (pitch * sizeof(C) % 4096 == 0) pitch += 64 / sizeof(C);
   const std::size_t group =
       std::clamp<std::size_t>(kPairGroupBytes / (pitch * sizeof(C)), 1, kMaxPairsPerGroup);
 
@@ -108,7 +123,12 @@ bool pairedDctStep(const R* src, R* out, std::uint64_t total, std::uint64_t stri
 
   // Element j of a vector sits at this place of its reordered vector.
   const auto slot = [n](std::uint64_t j) { return j % 2 == 0 ? j / 2 : n - 1 - j / 2; };
-  const std::ptrdiff_t rowStep = layout.rowStep, partStep = layout.partStep;
+  const std::ptrdiff_t partStep = layout.partStep;
+  const bool contiguous = layout.rowStep <= 2;
+  // Element j of pair g of the group, from the group's start.
+  const auto at = [&layout](std::size_t g, std::uint64_t j) {
+    return static_cast<std::ptrdiff_t>(g) * layout.pairStep + static_cast<std::ptrdiff_t>(j) * layout.rowStep;
+  };
   for (std::size_t page = 0; page < layout.pages; ++page) {
     for (std::size_t first = 0; first < layout.pairs; first += group) {
       const std::size_t count = std::min(group, layout.pairs - first);
@@ -117,27 +137,22 @@ bool pairedDctStep(const R* src, R* out, std::uint64_t total, std::uint64_t stri
       const R* const from = src + base;
       R* const to = out + base;
       if (!inverse) {
-        for (std::uint64_t j = 0; j < n; ++j) {
-          const R* row = from + static_cast<std::ptrdiff_t>(j) * rowStep;
-          C* place = scratch + slot(j);
-          for (std::size_t g = 0; g < count; ++g, row += layout.pairStep, place += pitch)
-            *place = C(row[0], row[partStep]);
-        }
+        visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t j) {
+          const R* element = from + at(g, j);
+          scratch[g * pitch + slot(j)] = C(element[0], element[partStep]);
+        });
       } else {
-        for (std::uint64_t k = 0; k < n; ++k) {
-          const R* row = from + static_cast<std::ptrdiff_t>(k) * rowStep;
+        visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t k) {
+          const R* element = from + at(g, k);
           // X[n] is 0: row 0 pairs with nothing.
-          const R* mirror = k == 0 ? nullptr : from + static_cast<std::ptrdiff_t>(n - k) * rowStep;
-          const C twiddle = twiddles[k];
-          C* place = scratch + k;
-          for (std::size_t g = 0; g < count; ++g, place += pitch) {
-            const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(g) * layout.pairStep;
-            const R mirrorA = mirror != nullptr ? mirror[at] : R(0);
-            const R mirrorB = mirror != nullptr ? mirror[at + partStep] : R(0);
-            const C a = twiddle * C(row[at], -mirrorA), b = twiddle * C(row[at + partStep], -mirrorB);
-            *place = C(a.real() - b.imag(), a.imag() + b.real());
-          }
-        }
+          const R* mirror = k == 0 ? nullptr : from + at(g, n - k);
+          const R x = element[0], xMirror = mirror != nullptr ? mirror[0] : R(0);
+          const R y = element[partStep], yMirror = mirror != nullptr ? mirror[partStep] : R(0);
+          // t (x - i xMirror) + i t (y - i yMirror), spelled out: std::complex's product guards NaNs.
+          const R tr = twiddles[k].real(), ti = twiddles[k].imag();
+          scratch[g * pitch + k] =
+              C(tr * x + ti * xMirror - ti * y + tr * yMirror, ti * x - tr * xMirror + tr * y + ti * yMirror);
+        });
       }
       if (count == group) {
         api.execute(groupPlan.get(), fftwScratch, fftwScratch);
@@ -148,26 +163,22 @@ bool pairedDctStep(const R* src, R* out, std::uint64_t total, std::uint64_t stri
         }
       }
       if (!inverse) {
-        for (std::uint64_t k = 0; k < n; ++k) {
-          R* row = to + static_cast<std::ptrdiff_t>(k) * rowStep;
-          const C* spectrum = scratch;
-          const std::uint64_t mirror = k == 0 ? 0 : n - k;
-          const C twiddle = twiddles[k];
-          for (std::size_t g = 0; g < count; ++g, row += layout.pairStep, spectrum += pitch) {
-            const C value = spectrum[k], reflected = std::conj(spectrum[mirror]);
-            row[0] = (twiddle * (value + reflected)).real();
-            row[partStep] = (twiddle * (value - reflected)).imag();
-          }
-        }
+        visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t k) {
+          const C* spectrum = scratch + g * pitch;
+          const C value = spectrum[k], reflected = std::conj(spectrum[k == 0 ? 0 : n - k]);
+          R* element = to + at(g, k);
+          const C sum = value + reflected, difference = value - reflected;
+          const R tr = twiddles[k].real(), ti = twiddles[k].imag();
+          element[0] = tr * sum.real() - ti * sum.imag();
+          element[partStep] = tr * difference.imag() + ti * difference.real();
+        });
       } else {
-        for (std::uint64_t j = 0; j < n; ++j) {
-          R* row = to + static_cast<std::ptrdiff_t>(j) * rowStep;
-          const C* place = scratch + slot(j);
-          for (std::size_t g = 0; g < count; ++g, row += layout.pairStep, place += pitch) {
-            row[0] = place->real();
-            row[partStep] = place->imag();
-          }
-        }
+        visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t j) {
+          const C value = scratch[g * pitch + slot(j)];
+          R* element = to + at(g, j);
+          element[0] = value.real();
+          element[partStep] = value.imag();
+        });
       }
     }
   }

@@ -58,8 +58,8 @@ inline bool pairLayout(std::uint64_t total, std::uint64_t stride, std::uint64_t 
 inline constexpr std::size_t kPairGroupBytes = 256 * 1024;
 inline constexpr std::size_t kMaxPairsPerGroup = 16;
 
-// Visits every element of a group's vectors: vector by vector where each vector is contiguous, else row
-// by row, for then a row of the group is one run of memory.
+// Visits every element of a group's vectors: vector by vector, or row by row, where a row of the group
+// is one run of memory or a few short ones.
 template <typename Visit>
 void visitGroup(bool vectorsContiguous, std::size_t count, std::uint64_t n, const Visit& visit) {
   if (vectorsContiguous) {
@@ -124,7 +124,9 @@ bool pairedDctStep(const R* src, R* out, std::uint64_t total, std::uint64_t stri
   // Element j of a vector sits at this place of its reordered vector.
   const auto slot = [n](std::uint64_t j) { return j % 2 == 0 ? j / 2 : n - 1 - j / 2; };
   const std::ptrdiff_t partStep = layout.partStep;
-  const bool contiguous = layout.rowStep <= 2;
+  // Contiguous vectors of a page or more are visited one by one: row by row, the group's vectors would
+  // be as many streams a multiple of 4 KiB apart.
+  const bool contiguous = layout.rowStep <= 2 && n * sizeof(R) * 2 >= 4096;
   // Element j of pair g of the group, from the group's start.
   const auto at = [&layout](std::size_t g, std::uint64_t j) {
     return static_cast<std::ptrdiff_t>(g) * layout.pairStep + static_cast<std::ptrdiff_t>(j) * layout.rowStep;

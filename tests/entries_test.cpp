@@ -145,8 +145,9 @@ TEST(Accuracy, Interleaved) {
 
 // Tails after whole chunks (5 x 7, 9 x 6 x 13), the chunk or the single plan alone (4 x 4, 3 x 3), a
 // later dimension of stride 1 ({1, 8}), scaling rows of 16 KiB or more (2100, 1024 complex). Without a
-// context, real vectors that pair up (an even count at stride 1, an even stride) and complex ones run
-// through complex FFTs, the others through real-to-real plans: both at odd and even n, 1 and 2.
+// context vectors run in pairs through complex FFTs: real ones two columns (even strides) or two vectors
+// (stride 1), a real vector left over (odd stride or count) with itself, complex ones their own parts;
+// at odd and even n, 1 and 2.
 TEST(Accuracy, DctND) {
   const std::vector<std::uint64_t> shapes[] = {
       {7},          {1},    {5, 7},     {4, 4}, {3, 3},    {1, 8},       {9, 6, 13}, {2, 3, 1, 5},

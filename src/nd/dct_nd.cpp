@@ -1,4 +1,5 @@
-// The N-D DCT-II and its inverse, one dimension at a time through the cosine/sine driver.
+// The N-D DCT-II and its inverse, one dimension at a time: through the cosine/sine batch under a host's
+// context, without one through complex FFTs of vector pairs.
 #include "tessel_fft/dct_nd.hpp"
 
 #include <cmath>
@@ -6,7 +7,6 @@
 #include <cstdint>
 
 #include "dcst/dcst_batch.hpp"
-#include "nd/dcst_single_plan.hpp"
 #include "nd/paired_dct.hpp"
 #include "tessel_fft/fftw_context.hpp"
 
@@ -46,7 +46,8 @@ EdgeDivisors<R> orthonormalDivisors(std::uint64_t n, int direction) {
 
 // One dimension of extent n at element distance `stride` of an array of `total` elements, from `src`
 // to `out` (which may be the same array): DCT-II (Kind 1, `direction` -1) or its inverse (Kind 2,
-// DCT-III divided by 2n, or orthonormal), under `context` with plans from `cache`.
+// DCT-III divided by 2n, or orthonormal), as quillDCST1D runs it under a host's `context` and `cache`,
+// with the orthonormal divisions folded into its runs.
 template <int Kind, typename E>
 void dctIIStep(fftwContext context, dcstPlanCacheInterface<ndReal<E>, Kind>* cache, const E* src, E* out,
                std::uint64_t total, std::uint64_t stride, std::uint64_t n, bool orthonormal,
@@ -63,28 +64,24 @@ void dctIIStep(fftwContext context, dcstPlanCacheInterface<ndReal<E>, Kind>* cac
 }
 
 // Every dimension in ascending order, for both directions: the first reads `in`, the others work on
-// `out` in place. Without a host context each dimension plans by estimate on one thread into a cache of
-// its own that dies with the dimension, together with every plan of it.
+// `out` in place. Without a host context each dimension plans by estimate on one thread, and its plans
+// die with it.
 template <int Kind, typename E>
 void dctIIAllDimensions(const fftwContext* hostContext, dcstPlanCacheInterface<ndReal<E>, Kind>* hostCache,
                         const E* in, E* out, const std::uint64_t* dims, std::uint64_t ndims,
                         bool orthonormal) {
+  using Parts = ElementParts<E>;
   std::uint64_t total = 1;
   for (std::uint64_t d = 0; d < ndims; ++d) total *= dims[d];
   if (ndims != 0 && total == 0) return;
-  // Constants: the call without a context never measures, runs FFTW threads or goes pooled.
-  const fftwContext ownContext(1, FFTW_ESTIMATE, fftwContext::EMBED_COMPACT, true);
   std::uint64_t stride = 1;
   const E* src = in;
   for (std::uint64_t d = 0; d < ndims; ++d) {
-    const bool last = d + 1 == ndims;
     if (hostContext != nullptr) {
-      dctIIStep<Kind>(*hostContext, hostCache, src, out, total, stride, dims[d], orthonormal, last);
-    } else if (!nd_detail::pairedDctStep(ElementParts<E>::real(src), ElementParts<E>::real(out), total,
-                                         stride, dims[d], ElementParts<E>::isComplex, Kind == kDCTIII,
-                                         orthonormal)) {
-      dcstSinglePlan<ndReal<E>, Kind> ownCache;
-      dctIIStep<Kind>(ownContext, &ownCache, src, out, total, stride, dims[d], orthonormal, last);
+      dctIIStep<Kind>(*hostContext, hostCache, src, out, total, stride, dims[d], orthonormal, d + 1 == ndims);
+    } else {
+      nd_detail::pairedDctStep(Parts::real(src), Parts::real(out), total, stride, dims[d], Parts::isComplex,
+                               Kind == kDCTIII, orthonormal);
     }
     stride *= dims[d];
     src = out;

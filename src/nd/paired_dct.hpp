@@ -26,31 +26,37 @@ namespace nd_detail {
 // gather and the move out that a strided dimension makes anyway.
 //
 // Where the pairs of one dimension lie, in units of the real type: pair q of page p starts at
-// p * pageStep + q * pairStep, and its element j is the pair (a, b) at j * rowStep and partStep further.
-// Interleaved complex data pair their own parts, real data two neighbouring columns, or at stride 1 two
-// consecutive vectors.
+// offset + p * pageStep + q * pairStep, and its element j is the pair (a, b) at j * rowStep and partStep
+// further. Interleaved complex data pair their own parts, real data two neighbouring columns, or at
+// stride 1 two consecutive vectors. A real vector left over (the last column at an odd stride, the last
+// vector of an odd count) pairs with itself: partStep 0, both results land on the same element.
 struct PairLayout {
   std::size_t pages;
   std::size_t pairs;  // per page
-  std::ptrdiff_t pageStep, pairStep, rowStep, partStep;
+  std::ptrdiff_t offset, pageStep, pairStep, rowStep, partStep;
 };
 
-// False where real vectors don't pair up: at an odd stride above 1, or an odd count at stride 1.
-inline bool pairLayout(std::uint64_t total, std::uint64_t stride, std::uint64_t n, bool isComplex,
-                       PairLayout& layout) {
+// The pairs of dimension (stride, n) of an array of `total` elements, and the vectors left over
+// (pairs 0 where there are none).
+struct DimensionPairs {
+  PairLayout paired;
+  PairLayout leftOver;
+};
+
+inline DimensionPairs dimensionPairs(std::uint64_t total, std::uint64_t stride, std::uint64_t n,
+                                     bool isComplex) {
   const auto s = static_cast<std::ptrdiff_t>(stride), length = static_cast<std::ptrdiff_t>(n);
   const std::uint64_t vectors = total / n;
   if (isComplex) {
-    layout = stride == 1 ? PairLayout{1, vectors, 0, 2 * length, 2, 1}
-                         : PairLayout{vectors / stride, stride, 2 * s * length, 2, 2 * s, 1};
-    return true;
+    if (stride == 1) return {{1, vectors, 0, 0, 2 * length, 2, 1}, {}};
+    return {{vectors / stride, stride, 0, 2 * s * length, 2, 2 * s, 1}, {}};
   }
   if (stride == 1) {
-    layout = PairLayout{1, vectors / 2, 0, 2 * length, 1, length};
-    return vectors % 2 == 0;
+    return {{1, vectors / 2, 0, 0, 2 * length, 1, length},
+            {1, vectors % 2, static_cast<std::ptrdiff_t>(vectors - 1) * length, 0, 0, 1, 0}};
   }
-  layout = PairLayout{vectors / stride, stride / 2, s * length, 2, s, 1};
-  return stride % 2 == 0;
+  return {{vectors / stride, stride / 2, 0, s * length, 2, s, 1},
+          {vectors / stride, stride % 2, s - 1, s * length, 0, s, 0}};
 }
 
 // Scratch of the complex vectors of a group, each one `pitch` apart so that every vector keeps the
@@ -73,14 +79,12 @@ void visitGroup(bool vectorsContiguous, std::size_t count, std::uint64_t n, cons
 
 // The whole dimension of extent n at `stride`, from `src` to `out` (which may be the same array):
 // forward (REDFT10) or inverse (REDFT01, divided by 2n), either orthonormal. FFTW plans by estimate on
-// one thread; the plans and scratch live for this call. False, with nothing done, where the layout
-// doesn't pair up.
+// one thread; the plans and scratch live for this call.
 template <typename R>
-bool pairedDctStep(const R* src, R* out, std::uint64_t total, std::uint64_t stride, std::uint64_t n,
+void pairedDctStep(const R* src, R* out, std::uint64_t total, std::uint64_t stride, std::uint64_t n,
                    bool isComplex, bool inverse, bool orthonormal) {
   using C = std::complex<R>;
-  PairLayout layout;
-  if (!pairLayout(total, stride, n, isComplex, layout)) return false;
+  const DimensionPairs pairs = dimensionPairs(total, stride, n, isComplex);
   const std::size_t alignedPitch = 16 / sizeof(C);  // vectors per 16 bytes: 1 for double, 2 for float
   std::size_t pitch = (n + alignedPitch - 1) / alignedPitch * alignedPitch;
   // Vectors a multiple of 4 KiB apart would share the same few sets of the first-level cache.
@@ -123,68 +127,72 @@ bool pairedDctStep(const R* src, R* out, std::uint64_t total, std::uint64_t stri
 
   // Element j of a vector sits at this place of its reordered vector.
   const auto slot = [n](std::uint64_t j) { return j % 2 == 0 ? j / 2 : n - 1 - j / 2; };
-  const std::ptrdiff_t partStep = layout.partStep;
-  // Contiguous vectors of a page or more are visited one by one: row by row, the group's vectors would
-  // be as many streams a multiple of 4 KiB apart.
-  const bool contiguous = layout.rowStep <= 2 && n * sizeof(R) * 2 >= 4096;
-  // Element j of pair g of the group, from the group's start.
-  const auto at = [&layout](std::size_t g, std::uint64_t j) {
-    return static_cast<std::ptrdiff_t>(g) * layout.pairStep + static_cast<std::ptrdiff_t>(j) * layout.rowStep;
-  };
-  for (std::size_t page = 0; page < layout.pages; ++page) {
-    for (std::size_t first = 0; first < layout.pairs; first += group) {
-      const std::size_t count = std::min(group, layout.pairs - first);
-      const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(page) * layout.pageStep +
-                                  static_cast<std::ptrdiff_t>(first) * layout.pairStep;
-      const R* const from = src + base;
-      R* const to = out + base;
-      if (!inverse) {
-        visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t j) {
-          const R* element = from + at(g, j);
-          scratch[g * pitch + slot(j)] = C(element[0], element[partStep]);
-        });
-      } else {
-        visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t k) {
-          const R* element = from + at(g, k);
-          // X[n] is 0: row 0 pairs with nothing.
-          const R* mirror = k == 0 ? nullptr : from + at(g, n - k);
-          const R x = element[0], xMirror = mirror != nullptr ? mirror[0] : R(0);
-          const R y = element[partStep], yMirror = mirror != nullptr ? mirror[partStep] : R(0);
-          // t (x - i xMirror) + i t (y - i yMirror), spelled out: std::complex's product guards NaNs.
-          const R tr = twiddles[k].real(), ti = twiddles[k].imag();
-          scratch[g * pitch + k] =
-              C(tr * x + ti * xMirror - ti * y + tr * yMirror, ti * x - tr * xMirror + tr * y + ti * yMirror);
-        });
-      }
-      if (count == group) {
-        api.execute(groupPlan.get(), fftwScratch, fftwScratch);
-      } else {
-        for (std::size_t g = 0; g < count; ++g) {
-          auto* const vector = fftwScratch + g * pitch;
-          api.execute(singlePlan.get(), vector, vector);
+  const auto run = [&](const PairLayout& layout) {
+    const std::ptrdiff_t partStep = layout.partStep;
+    // Contiguous vectors of a page or more are visited one by one: row by row, the group's vectors would
+    // be as many streams a multiple of 4 KiB apart.
+    const bool contiguous = layout.rowStep <= 2 && n * sizeof(R) * 2 >= 4096;
+    // Element j of pair g of the group, from the group's start.
+    const auto at = [&layout](std::size_t g, std::uint64_t j) {
+      return static_cast<std::ptrdiff_t>(g) * layout.pairStep +
+             static_cast<std::ptrdiff_t>(j) * layout.rowStep;
+    };
+    for (std::size_t page = 0; page < layout.pages; ++page) {
+      for (std::size_t first = 0; first < layout.pairs; first += group) {
+        const std::size_t count = std::min(group, layout.pairs - first);
+        const std::ptrdiff_t base = layout.offset + static_cast<std::ptrdiff_t>(page) * layout.pageStep +
+                                    static_cast<std::ptrdiff_t>(first) * layout.pairStep;
+        const R* const from = src + base;
+        R* const to = out + base;
+        if (!inverse) {
+          visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t j) {
+            const R* element = from + at(g, j);
+            scratch[g * pitch + slot(j)] = C(element[0], element[partStep]);
+          });
+        } else {
+          visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t k) {
+            const R* element = from + at(g, k);
+            // X[n] is 0: row 0 pairs with nothing.
+            const R* mirror = k == 0 ? nullptr : from + at(g, n - k);
+            const R x = element[0], xMirror = mirror != nullptr ? mirror[0] : R(0);
+            const R y = element[partStep], yMirror = mirror != nullptr ? mirror[partStep] : R(0);
+            // t (x - i xMirror) + i t (y - i yMirror), spelled out: std::complex's product guards NaNs.
+            const R tr = twiddles[k].real(), ti = twiddles[k].imag();
+            scratch[g * pitch + k] = C(tr * x + ti * xMirror - ti * y + tr * yMirror,
+                                       ti * x - tr * xMirror + tr * y + ti * yMirror);
+          });
+        }
+        if (count == group) {
+          api.execute(groupPlan.get(), fftwScratch, fftwScratch);
+        } else {
+          for (std::size_t g = 0; g < count; ++g) {
+            auto* const vector = fftwScratch + g * pitch;
+            api.execute(singlePlan.get(), vector, vector);
+          }
+        }
+        if (!inverse) {
+          visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t k) {
+            const C* spectrum = scratch + g * pitch;
+            const C value = spectrum[k], reflected = std::conj(spectrum[k == 0 ? 0 : n - k]);
+            R* element = to + at(g, k);
+            const C sum = value + reflected, difference = value - reflected;
+            const R tr = twiddles[k].real(), ti = twiddles[k].imag();
+            element[0] = tr * sum.real() - ti * sum.imag();
+            element[partStep] = tr * difference.imag() + ti * difference.real();
+          });
+        } else {
+          visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t j) {
+            const C value = scratch[g * pitch + slot(j)];
+            R* element = to + at(g, j);
+            element[0] = value.real();
+            element[partStep] = value.imag();
+          });
         }
       }
-      if (!inverse) {
-        visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t k) {
-          const C* spectrum = scratch + g * pitch;
-          const C value = spectrum[k], reflected = std::conj(spectrum[k == 0 ? 0 : n - k]);
-          R* element = to + at(g, k);
-          const C sum = value + reflected, difference = value - reflected;
-          const R tr = twiddles[k].real(), ti = twiddles[k].imag();
-          element[0] = tr * sum.real() - ti * sum.imag();
-          element[partStep] = tr * difference.imag() + ti * difference.real();
-        });
-      } else {
-        visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t j) {
-          const C value = scratch[g * pitch + slot(j)];
-          R* element = to + at(g, j);
-          element[0] = value.real();
-          element[partStep] = value.imag();
-        });
-      }
     }
-  }
-  return true;
+  };
+  run(pairs.paired);
+  run(pairs.leftOver);
 }
 
 }  // namespace nd_detail

@@ -120,7 +120,7 @@ std::string usageText() {
          "                   1009, 1536 and any), stride 1 to 4096 and inputs of 2 to 96 MB; each\n"
          "                   against one plain guru64 plan over the same arrays. Prints the table and\n"
          "                   the distribution of the ratios: geometric mean, p90, worst, and how many\n"
-         "                   shapes are slower than plain FFTW. About 5 s per shape\n"
+         "                   shapes are slower than plain FFTW. Some 2 to 7 s per shape\n"
          "  --seed S         the sweep's shapes (default 1): a seed always draws the same shapes\n"
          "  --runs N         timed runs per side and case (default: chosen from the case's duration)\n"
          "  --json FILE      also write the results and the run's context as JSON; FILE - writes\n"

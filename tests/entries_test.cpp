@@ -147,11 +147,12 @@ TEST(Accuracy, Interleaved) {
 // later dimension of stride 1 ({1, 8}), scaling rows of 16 KiB or more (2100, 1024 complex). Without a
 // context vectors run in pairs through complex FFTs: real ones two columns (even strides) or two vectors
 // (stride 1), a real vector left over (odd stride or count) with itself, complex ones their own parts;
-// at odd and even n, 1 and 2.
+// at odd and even n, 1 and 2; leading dimensions block by block where the array outgrows a block
+// (16 x 16 x 260).
 TEST(Accuracy, DctND) {
   const std::vector<std::uint64_t> shapes[] = {
-      {7},          {1},    {5, 7},     {4, 4}, {3, 3},    {1, 8},       {9, 6, 13}, {2, 3, 1, 5},
-      {3, 1, 4, 2}, {1, 1}, {16, 5, 3}, {6, 1}, {2100, 3}, {1024, 2, 3}, {2, 4},     {8, 2}};
+      {7},    {1},        {5, 7}, {4, 4},    {3, 3},       {1, 8}, {9, 6, 13}, {2, 3, 1, 5}, {3, 1, 4, 2},
+      {1, 1}, {16, 5, 3}, {6, 1}, {2100, 3}, {1024, 2, 3}, {2, 4}, {8, 2},     {16, 16, 260}};
   std::vector<Call> rows;
   for (std::size_t i = 0; i < std::size(shapes); ++i) {
     for (int inverse : {0, 1}) {

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <complex>
 #include <cstdint>
+#include <memory>
+#include <vector>
 
 #include "dcst/dcst_batch.hpp"
 #include "nd/paired_dct.hpp"
@@ -63,26 +65,56 @@ void dctIIStep(fftwContext context, dcstPlanCacheInterface<ndReal<E>, Kind>* cac
                         orthonormal ? -1 : direction, Parts::isComplex, pass);
 }
 
+// The leading dimensions whose blocks take at most this much run block by block, so that a block stays
+// in the outer caches from one of them to the next.
+inline constexpr std::uint64_t kCachedBlockBytes = 512 * 1024;
+
+// Without a host context: each dimension plans by estimate on one thread, and its plans die with the
+// call.
+template <int Kind, typename E>
+void pairedAllDimensions(const E* in, E* out, const std::uint64_t* dims, std::uint64_t ndims,
+                         std::uint64_t total, bool orthonormal) {
+  using Parts = ElementParts<E>;
+  using R = ndReal<E>;
+  std::uint64_t leading = 0, blockElements = 1;
+  while (leading < ndims && blockElements * dims[leading] * sizeof(E) <= kCachedBlockBytes)
+    blockElements *= dims[leading++];
+  if (leading < 2) leading = 0, blockElements = 1;
+  if (leading != 0) {
+    std::vector<std::unique_ptr<nd_detail::PairedDctPass<R>>> passes;
+    for (std::uint64_t d = 0; d < leading; ++d)
+      passes.push_back(std::make_unique<nd_detail::PairedDctPass<R>>(dims[d], Kind == kDCTIII, orthonormal));
+    for (std::uint64_t start = 0; start < total; start += blockElements) {
+      std::uint64_t stride = 1;
+      for (std::uint64_t d = 0; d < leading; ++d) {
+        passes[d]->run(Parts::real(d == 0 ? in + start : out + start), Parts::real(out + start),
+                       blockElements, stride, Parts::isComplex);
+        stride *= dims[d];
+      }
+    }
+  }
+  std::uint64_t stride = blockElements;
+  for (std::uint64_t d = leading; d < ndims; ++d) {
+    nd_detail::PairedDctPass<R> pass(dims[d], Kind == kDCTIII, orthonormal);
+    pass.run(Parts::real(d == 0 ? in : out), Parts::real(out), total, stride, Parts::isComplex);
+    stride *= dims[d];
+  }
+}
+
 // Every dimension in ascending order, for both directions: the first reads `in`, the others work on
-// `out` in place. Without a host context each dimension plans by estimate on one thread, and its plans
-// die with it.
+// `out` in place.
 template <int Kind, typename E>
 void dctIIAllDimensions(const fftwContext* hostContext, dcstPlanCacheInterface<ndReal<E>, Kind>* hostCache,
                         const E* in, E* out, const std::uint64_t* dims, std::uint64_t ndims,
                         bool orthonormal) {
-  using Parts = ElementParts<E>;
   std::uint64_t total = 1;
   for (std::uint64_t d = 0; d < ndims; ++d) total *= dims[d];
   if (ndims != 0 && total == 0) return;
+  if (hostContext == nullptr) return pairedAllDimensions<Kind>(in, out, dims, ndims, total, orthonormal);
   std::uint64_t stride = 1;
   const E* src = in;
   for (std::uint64_t d = 0; d < ndims; ++d) {
-    if (hostContext != nullptr) {
-      dctIIStep<Kind>(*hostContext, hostCache, src, out, total, stride, dims[d], orthonormal, d + 1 == ndims);
-    } else {
-      nd_detail::pairedDctStep(Parts::real(src), Parts::real(out), total, stride, dims[d], Parts::isComplex,
-                               Kind == kDCTIII, orthonormal);
-    }
+    dctIIStep<Kind>(*hostContext, hostCache, src, out, total, stride, dims[d], orthonormal, d + 1 == ndims);
     stride *= dims[d];
     src = out;
   }

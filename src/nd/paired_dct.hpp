@@ -77,57 +77,81 @@ void visitGroup(bool vectorsContiguous, std::size_t count, std::uint64_t n, cons
   }
 }
 
-// The whole dimension of extent n at `stride`, from `src` to `out` (which may be the same array):
-// forward (REDFT10) or inverse (REDFT01, divided by 2n), either orthonormal. FFTW plans by estimate on
-// one thread; the plans and scratch live for this call.
+// DCT-II (REDFT10) or its inverse (REDFT01, divided by 2n), either orthonormal, along dimensions of
+// extent n: the twiddles, scratch and plans of such a dimension, made once and run on any number of
+// arrays. FFTW plans by estimate on one thread. One thread at a time.
 template <typename R>
-void pairedDctStep(const R* src, R* out, std::uint64_t total, std::uint64_t stride, std::uint64_t n,
-                   bool isComplex, bool inverse, bool orthonormal) {
-  using C = std::complex<R>;
-  const DimensionPairs pairs = dimensionPairs(total, stride, n, isComplex);
-  const std::size_t alignedPitch = 16 / sizeof(C);  // vectors per 16 bytes: 1 for double, 2 for float
-  std::size_t pitch = (n + alignedPitch - 1) / alignedPitch * alignedPitch;
-  // Vectors a multiple of 4 KiB apart would share the same few sets of the first-level cache.
-  if (pitch * sizeof(C) % 4096 == 0) pitch += 64 / sizeof(C);
-  const std::size_t group =
-      std::clamp<std::size_t>(kPairGroupBytes / (pitch * sizeof(C)), 1, kMaxPairsPerGroup);
-
-  // The twiddles, with the scaling of the call folded in: after the transform for the forward one, on
-  // the input for the inverse.
-  AlignedScratch twiddleBlock(n * sizeof(C), 0);
-  C* const twiddles = static_cast<C*>(twiddleBlock.get());
-  const long double pi = 3.141592653589793238462643383279502884L;
-  for (std::uint64_t k = 0; k < n; ++k) {
-    const long double angle = pi * static_cast<long double>(k) / static_cast<long double>(2 * n);
-    long double scale = 1;
-    if (orthonormal) {
-      scale = 1 / std::sqrt(static_cast<long double>(k != 0 ? 2 * n : inverse ? n : 4 * n));
-    } else if (inverse) {
-      scale = 1 / static_cast<long double>(2 * n);
+class PairedDctPass {
+ public:
+  PairedDctPass(std::uint64_t n, bool inverse, bool orthonormal)
+      : n_(n),
+        inverse_(inverse),
+        pitch_(pitchOf(n)),
+        group_(std::clamp<std::size_t>(kPairGroupBytes / (pitch_ * sizeof(C)), 1, kMaxPairsPerGroup)),
+        twiddleBlock_(n * sizeof(C), 0),
+        scratchBlock_(group_ * pitch_ * sizeof(C), 0) {
+    // The scaling of the call is folded into the twiddles: after the transform for the forward one, on
+    // the input for the inverse.
+    C* const twiddles = static_cast<C*>(twiddleBlock_.get());
+    const long double pi = 3.141592653589793238462643383279502884L;
+    for (std::uint64_t k = 0; k < n; ++k) {
+      const long double angle = pi * static_cast<long double>(k) / static_cast<long double>(2 * n);
+      long double scale = 1;
+      if (orthonormal) {
+        scale = 1 / std::sqrt(static_cast<long double>(k != 0 ? 2 * n : inverse ? n : 4 * n));
+      } else if (inverse) {
+        scale = 1 / static_cast<long double>(2 * n);
+      }
+      twiddles[k] = C(static_cast<R>(scale * std::cos(angle)),
+                      static_cast<R>((inverse ? scale : -scale) * std::sin(angle)));
     }
-    twiddles[k] = C(static_cast<R>(scale * std::cos(angle)),
-                    static_cast<R>((inverse ? scale : -scale) * std::sin(angle)));
+    planWithThreads<R>(1);
+    groupPlan_ = planFor(group_);
+    singlePlan_ = planFor(1);
   }
 
-  AlignedScratch scratchBlock(group * pitch * sizeof(C), 0);
-  C* const scratch = static_cast<C*>(scratchBlock.get());
-  auto* const fftwScratch = reinterpret_cast<fftwComplex<R>*>(scratch);
-  const fftwApi& api = fftwApi::getInstance();
-  const int sign = inverse ? FFTW_BACKWARD : FFTW_FORWARD;
-  const auto planFor = [&](std::size_t howmany) {
-    const fftw_iodim64 dim{static_cast<std::ptrdiff_t>(n), 1, 1};
-    const fftw_iodim64 loop{static_cast<std::ptrdiff_t>(howmany), static_cast<std::ptrdiff_t>(pitch),
-                            static_cast<std::ptrdiff_t>(pitch)};
-    return OwnedPlan<fftwPlan<R>>(api.plan(1, &dim, 1, &loop, fftwScratch, fftwScratch, sign, FFTW_ESTIMATE),
-                                  true);
-  };
-  planWithThreads<R>(1);
-  const OwnedPlan<fftwPlan<R>> groupPlan = planFor(group);
-  const OwnedPlan<fftwPlan<R>> singlePlan = planFor(1);
+  // The dimension at `stride` of an array of `total` elements, from `src` to `out` (which may be the
+  // same array).
+  void run(const R* src, R* out, std::uint64_t total, std::uint64_t stride, bool isComplex) {
+    const DimensionPairs pairs = dimensionPairs(total, stride, n_, isComplex);
+    runLayout(src, out, pairs.paired);
+    runLayout(src, out, pairs.leftOver);
+  }
 
-  // Element j of a vector sits at this place of its reordered vector.
-  const auto slot = [n](std::uint64_t j) { return j % 2 == 0 ? j / 2 : n - 1 - j / 2; };
-  const auto run = [&](const PairLayout& layout) {
+ private:
+  using C = std::complex<R>;
+
+  static std::size_t pitchOf(std::uint64_t n) {
+    const std::size_t alignedPitch = 16 / sizeof(C);  // vectors per 16 bytes: 1 for double, 2 for float
+    std::size_t pitch = (n + alignedPitch - 1) / alignedPitch * alignedPitch;
+    // Vectors a multiple of 4 KiB apart would share the same few sets of the first-level cache.
+    if (pitch * sizeof(C) % 4096 == 0) pitch += 64 / sizeof(C);
+    return pitch;
+  }
+
+  OwnedPlan<fftwPlan<R>> planFor(std::size_t howmany) {
+    auto* const scratch = reinterpret_cast<fftwComplex<R>*>(scratchBlock_.get());
+    const fftw_iodim64 dim{static_cast<std::ptrdiff_t>(n_), 1, 1};
+    const fftw_iodim64 loop{static_cast<std::ptrdiff_t>(howmany), static_cast<std::ptrdiff_t>(pitch_),
+                            static_cast<std::ptrdiff_t>(pitch_)};
+    return OwnedPlan<fftwPlan<R>>(
+        fftwApi::getInstance().plan(1, &dim, 1, &loop, scratch, scratch,
+                                    inverse_ ? FFTW_BACKWARD : FFTW_FORWARD, FFTW_ESTIMATE),
+        true);
+  }
+
+  void runLayout(const R* src, R* out, const PairLayout& layout) {
+    const fftwApi& api = fftwApi::getInstance();
+    const std::uint64_t n = n_;
+    const bool inverse = inverse_;
+    const std::size_t pitch = pitch_, group = group_;
+    const C* const twiddles = static_cast<const C*>(twiddleBlock_.get());
+    C* const scratch = static_cast<C*>(scratchBlock_.get());
+    auto* const fftwScratch = reinterpret_cast<fftwComplex<R>*>(scratch);
+    const OwnedPlan<fftwPlan<R>>& groupPlan = groupPlan_;
+    const OwnedPlan<fftwPlan<R>>& singlePlan = singlePlan_;
+    // Element j of a vector sits at this place of its reordered vector.
+    const auto slot = [n](std::uint64_t j) { return j % 2 == 0 ? j / 2 : n - 1 - j / 2; };
     const std::ptrdiff_t partStep = layout.partStep;
     // Contiguous vectors of a page or more are visited one by one: row by row, the group's vectors would
     // be as many streams a multiple of 4 KiB apart.
@@ -190,10 +214,17 @@ void pairedDctStep(const R* src, R* out, std::uint64_t total, std::uint64_t stri
         }
       }
     }
-  };
-  run(pairs.paired);
-  run(pairs.leftOver);
-}
+  }
+
+  std::uint64_t n_;
+  bool inverse_;
+  std::size_t pitch_;
+  std::size_t group_;
+  AlignedScratch twiddleBlock_;
+  AlignedScratch scratchBlock_;
+  OwnedPlan<fftwPlan<R>> groupPlan_;
+  OwnedPlan<fftwPlan<R>> singlePlan_;
+};
 
 }  // namespace nd_detail
 }  // namespace tessel_fft

@@ -2,11 +2,11 @@
 // context, without one through complex FFTs of vector pairs.
 #include "tessel_fft/dct_nd.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstdint>
-#include <memory>
-#include <vector>
+#include <optional>
 
 #include "dcst/dcst_batch.hpp"
 #include "nd/paired_dct.hpp"
@@ -68,6 +68,7 @@ void dctIIStep(fftwContext context, dcstPlanCacheInterface<ndReal<E>, Kind>* cac
 // The leading dimensions whose blocks take at most this much run block by block, so that a block stays
 // in the outer caches from one of them to the next.
 inline constexpr std::uint64_t kCachedBlockBytes = 512 * 1024;
+inline constexpr std::uint64_t kMaxBlockedDimensions = 4;
 
 // Without a host context: each dimension plans by estimate on one thread, and its plans die with the
 // call.
@@ -77,13 +78,13 @@ void pairedAllDimensions(const E* in, E* out, const std::uint64_t* dims, std::ui
   using Parts = ElementParts<E>;
   using R = ndReal<E>;
   std::uint64_t leading = 0, blockElements = 1;
-  while (leading < ndims && blockElements * dims[leading] * sizeof(E) <= kCachedBlockBytes)
+  while (leading < std::min(ndims, kMaxBlockedDimensions) &&
+         blockElements * dims[leading] * sizeof(E) <= kCachedBlockBytes)
     blockElements *= dims[leading++];
   if (leading < 2) leading = 0, blockElements = 1;
   if (leading != 0) {
-    std::vector<std::unique_ptr<nd_detail::PairedDctPass<R>>> passes;
-    for (std::uint64_t d = 0; d < leading; ++d)
-      passes.push_back(std::make_unique<nd_detail::PairedDctPass<R>>(dims[d], Kind == kDCTIII, orthonormal));
+    std::optional<nd_detail::PairedDctPass<R>> passes[kMaxBlockedDimensions];
+    for (std::uint64_t d = 0; d < leading; ++d) passes[d].emplace(dims[d], Kind == kDCTIII, orthonormal);
     for (std::uint64_t start = 0; start < total; start += blockElements) {
       std::uint64_t stride = 1;
       for (std::uint64_t d = 0; d < leading; ++d) {

@@ -144,11 +144,15 @@ TEST(Accuracy, Interleaved) {
 }
 
 // Tails after whole chunks (5 x 7, 9 x 6 x 13), the chunk or the single plan alone (4 x 4, 3 x 3), a
-// later dimension of stride 1 ({1, 8}), scaling rows of 16 KiB or more (2100, 1024 complex).
+// later dimension of stride 1 ({1, 8}), scaling rows of 16 KiB or more (2100, 1024 complex). Without a
+// context vectors run in pairs through complex FFTs: real ones two columns (even strides) or two vectors
+// (stride 1), a real vector left over (odd stride or count) with itself, complex ones their own parts;
+// at odd and even n, 1 and 2; leading dimensions block by block where the array outgrows a block
+// (16 x 16 x 260).
 TEST(Accuracy, DctND) {
-  const std::vector<std::uint64_t> shapes[] = {{7},        {1},        {5, 7},       {4, 4},       {3, 3},
-                                               {1, 8},     {9, 6, 13}, {2, 3, 1, 5}, {3, 1, 4, 2}, {1, 1},
-                                               {16, 5, 3}, {6, 1},     {2100, 3},    {1024, 2, 3}};
+  const std::vector<std::uint64_t> shapes[] = {
+      {7},    {1},        {5, 7}, {4, 4},    {3, 3},       {1, 8}, {9, 6, 13}, {2, 3, 1, 5}, {3, 1, 4, 2},
+      {1, 1}, {16, 5, 3}, {6, 1}, {2100, 3}, {1024, 2, 3}, {2, 4}, {8, 2},     {16, 16, 260}};
   std::vector<Call> rows;
   for (std::size_t i = 0; i < std::size(shapes); ++i) {
     for (int inverse : {0, 1}) {
@@ -157,6 +161,16 @@ TEST(Accuracy, DctND) {
       rows.push_back({Family::ND, (i + inverse) % 3 == 0, inverse, 1, 0, 0, 0, 1, 4, 0, flags, shapes[i]});
     }
   }
+  // With a context and a host cache: pooled dimensions (256 x 96), measured plans, a refused plan, the
+  // same extent twice sharing plans, chunk 3.
+  const unsigned keep = kKeepingCache, orthoComplex = kOrthonormal | kComplex;
+  const Call hosted[] = {
+      {Family::ND, D, 0, 1, 0, 0, 0, 2, 4, 0, keep | kOrthonormal, {256, 96}},
+      {Family::ND, F, 1, 1, 0, 0, 0, 2, 4, 0, keep | kComplex, {256, 96}},
+      {Family::ND, D, 1, 1, 0, 0, 0, 2, 4, 0, keep | kMeasure | orthoComplex, {12, 5, 12}},
+      {Family::ND, F, 0, 1, 0, 0, 0, 1, 3, 0, kRefusingCache | kInPlace | kOrthonormal, {9, 7}},
+  };
+  rows.insert(rows.end(), std::begin(hosted), std::end(hosted));
   expectAllPass(rows);
 }
 

@@ -333,6 +333,27 @@ TEST(Plans, BatchRequests) {
   }
 }
 
+// The N-D overloads with a host cache: dimensions of one extent share their plans, and a second call
+// only looks up.
+TEST(Plans, NDHostCache) {
+  for (int inverse : {0, 1}) {
+    const Call call{Family::ND, false, inverse, 1, 0, 0, 0, 2, 4, 0, kKeepingCache | kOrthonormal,
+                    {16, 16, 7}};
+    SCOPED_TRACE(describe(call));
+    CacheSet caches;
+    EXPECT_EQ(runCall(call, &caches).failure, "");
+    const auto check = [&](auto* cache) {
+      const int inserts = cache->inserts, lookups = cache->lookups, hits = cache->hits;
+      EXPECT_GE(hits, 1);
+      EXPECT_EQ(runCall(call, &caches).failure, "");
+      EXPECT_EQ(cache->inserts, inserts);
+      EXPECT_EQ(cache->hits - hits, cache->lookups - lookups);
+    };
+    if (inverse == 1) check(caches.get<CountingDCSTCache<double, 2>>(kKeepingCache));
+    if (inverse == 0) check(caches.get<CountingDCSTCache<double, 1>>(kKeepingCache));
+  }
+}
+
 // planOnly puts a plan in the cache and transforms nothing; the next call finds it there.
 TEST(Plans, InterleavedPlanOnlyFillsTheCache) {
   CountingFFTCache<float, r2c> cache;
@@ -501,8 +522,8 @@ std::map<std::string, int> expectedExports() {
     for (int kind = 0; kind < 8; ++kind)
       expected["tessel_fft::quillDCST1D<" + std::string(real) + "," + std::to_string(kind) + ">"] = 1;
     for (const std::string& element : {std::string(real), "std::complex<" + std::string(real) + ">"})
-      for (const char* family : {"dctIIND", "idctIIND"})
-        expected["tessel_fft::" + std::string(family) + "<" + element + ">"] = 1;
+      for (const char* family : {"dctIIND", "idctIIND"})  // without and with a host context
+        expected["tessel_fft::" + std::string(family) + "<" + element + ">"] = 2;
   }
   return expected;
 }
@@ -540,7 +561,7 @@ TEST(ExportedSymbols, ExactlyThePublicApi) {
   std::map<std::string, int> expected = expectedExports();
   expected.insert(kAdditions.begin(), kAdditions.end());
   EXPECT_EQ(actual, expected);
-  EXPECT_EQ(total, 96 + static_cast<int>(kAdditions.size()));
+  EXPECT_EQ(total, 96 + 8 + static_cast<int>(kAdditions.size()));
   // The exception types' identity, so that a host catches them by type.
   std::set<std::string> expectedOthers = {"fftw_assertion_failed", "fftwf_assertion_failed"};
   for (const char* type : {"out_of_memory", "backend_failure"})

@@ -108,11 +108,15 @@ void scaleOrthonormal(T* out, const std::vector<std::vector<T>>& factors, const 
 // same: a rank-N r2r plan by FFTW_ESTIMATE made, executed and destroyed in every call. The second is a
 // plan made once before timing with the suite's flags (measured in a standard run), which dctIIND can
 // never use.
+//
+// `hosted` runs instead the overload with a context of the suite's threads and flags and a host cache,
+// beside the plan made once with the same threads.
 template <typename T>
-Workload orthonormalDct(const SuiteConfig& config, const std::vector<u64>& extents) {
+Workload orthonormalDct(const SuiteConfig& config, const std::vector<u64>& extents, bool hosted) {
   struct State {
     explicit State(std::size_t values) : in(values), ours(values), plain(values), perCall(values) {}
     AlignedArray<T> in, ours, plain, perCall;
+    tessel_fft::sharedDCSTPlanCache<T, 1> cache;
     PlainPlan<T> plan;
     std::vector<fftw_iodim64> dims;
     std::vector<fftw_r2r_kind> kinds;
@@ -130,8 +134,9 @@ Workload orthonormalDct(const SuiteConfig& config, const std::vector<u64>& exten
   }
   state->kinds.assign(extents.size(), FFTW_REDFT10);
   state->factors = orthonormalFactors<T>(extents);
-  const auto planInto = [state](T* out, unsigned flags) {
-    return makePlainPlan<T>(1, [&] {
+  const int threads = hosted ? config.threads : 1;
+  const auto planInto = [state](T* out, unsigned flags, int threads) {
+    return makePlainPlan<T>(threads, [&] {
       return PlainFftw<T>::r2r(static_cast<int>(state->dims.size()), state->dims.data(), 0, nullptr,
                                state->in.data(), out, state->kinds.data(), flags);
     });
@@ -141,22 +146,29 @@ Workload orthonormalDct(const SuiteConfig& config, const std::vector<u64>& exten
   // strided cases' chunk plans), on either side. So neither leaves its wisdom behind.
   // With wisdom imported for the run, both sides keep it: that is what it is imported for.
   if (config.wisdomPath.empty()) PlainFftw<T>::forgetWisdom();
-  state->plan = planInto(state->plain.data(), config.planFlags);
+  state->plan = planInto(state->plain.data(), config.planFlags, threads);
   if (config.wisdomPath.empty()) PlainFftw<T>::forgetWisdom();
   fillRandom(state->in.data(), values, 20 + extents.size());
 
   Workload workload;
   workload.shape = shapeText(extents);
-  workload.threads = 1;
+  workload.threads = threads;
   workload.points = static_cast<double>(values);
   workload.epsilon = std::numeric_limits<T>::epsilon();
   workload.runOurs = [state, extents] {
     tessel_fft::dctIIND<T>(state->in.data(), state->ours.data(), extents.data(), extents.size(), true);
   };
+  if (hosted) {
+    const fftwContext context(static_cast<u64>(threads), config.planFlags, fftwContext::EMBED_COMPACT, false);
+    workload.runOurs = [state, extents, context] {
+      tessel_fft::dctIIND<T>(context, &state->cache, state->in.data(), state->ours.data(), extents.data(),
+                             extents.size(), true);
+    };
+  }
   PlainSide perCall{
       "estimate per call",
       [state, planInto, extents, values] {
-        planInto(state->perCall.data(), FFTW_ESTIMATE).execute();
+        planInto(state->perCall.data(), FFTW_ESTIMATE, 1).execute();
         scaleOrthonormal(state->perCall.data(), state->factors, extents, values);
       },
       [state, values] { return relativeL2(state->ours.data(), state->perCall.data(), values); }};
@@ -166,10 +178,25 @@ Workload orthonormalDct(const SuiteConfig& config, const std::vector<u64>& exten
   });
   once.label = config.planFlags == FFTW_MEASURE ? "measured plan" : "plan made once";
   workload.plainSides = {std::move(perCall), std::move(once)};
+  if (hosted) workload.plainSides.erase(workload.plainSides.begin());
   return workload;
 }
 
+// Kind is a template argument of the library's entry: a table of the eight instantiations per precision.
+template <typename T, std::size_t... Kinds>
+Workload stridedDcstOf(const SuiteConfig& config, const StridedProblem& p, std::index_sequence<Kinds...>) {
+  using Builder = Workload (*)(const SuiteConfig&, u64, u64, u64, int, bool);
+  constexpr Builder builders[] = {&stridedDcst<T, static_cast<int>(Kinds)>...};
+  return builders[p.dcstKind](config, p.stride, p.n, p.blocks, p.direction, p.isComplex);
+}
+
 }  // namespace
+
+Workload stridedDcstWorkload(const SuiteConfig& config, const StridedProblem& problem) {
+  const auto kinds = std::make_index_sequence<8>();
+  return problem.singlePrecision ? stridedDcstOf<float>(config, problem, kinds)
+                                 : stridedDcstOf<double>(config, problem, kinds);
+}
 
 std::vector<CaseDefinition> dcstCases() {
   std::vector<CaseDefinition> cases;
@@ -191,16 +218,21 @@ std::vector<CaseDefinition> dcstCases() {
                      return c.quick ? stridedDcst<double, 1>(c, 4, 32, 5, -1, true)
                                     : stridedDcst<double, 1>(c, 64, 1024, 32, -1, true);
                    }});
-  cases.push_back(
-      {"dctnd-2d", "dctIIND<double>", "orthonormal DCT-II of 1024 x 1024, one thread",
-       [](const SuiteConfig& c) {
-         return orthonormalDct<double>(c, c.quick ? std::vector<u64>{32, 24} : std::vector<u64>{1024, 1024});
-       }});
-  cases.push_back({"dctnd-3d", "dctIIND<double>", "orthonormal DCT-II of 128 x 128 x 128, one thread",
-                   [](const SuiteConfig& c) {
-                     return orthonormalDct<double>(
-                         c, c.quick ? std::vector<u64>{8, 6, 5} : std::vector<u64>{128, 128, 128});
-                   }});
+  for (const bool hosted : {false, true}) {
+    const std::string suffix = hosted ? "-ctx" : "";
+    const std::string entry = hosted ? "dctIIND<double> (context, cache)" : "dctIIND<double>";
+    const std::string how = hosted ? ", all threads, measured plans in a host cache" : ", one thread";
+    cases.push_back({"dctnd-2d" + suffix, entry, "orthonormal DCT-II of 1024 x 1024" + how,
+                     [hosted](const SuiteConfig& c) {
+                       return orthonormalDct<double>(
+                           c, c.quick ? std::vector<u64>{32, 24} : std::vector<u64>{1024, 1024}, hosted);
+                     }});
+    cases.push_back({"dctnd-3d" + suffix, entry, "orthonormal DCT-II of 128 x 128 x 128" + how,
+                     [hosted](const SuiteConfig& c) {
+                       return orthonormalDct<double>(
+                           c, c.quick ? std::vector<u64>{8, 6, 5} : std::vector<u64>{128, 128, 128}, hosted);
+                     }});
+  }
   return cases;
 }
 

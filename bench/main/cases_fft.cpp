@@ -89,33 +89,55 @@ Workload workloadOf(const SuiteConfig& config, const std::vector<u64>& extents, 
   return workload;
 }
 
-// c2c along the middle dimension of a d0 x n x d2 array: stride d0, d0 * d2 vectors.
-template <typename T>
-Workload stridedComplex(const SuiteConfig& config, u64 d0, u64 n, u64 d2, int sign) {
-  using C = std::complex<T>;
-  struct State : Arrays<C, C> {
-    using Arrays<C, C>::Arrays;
-    FftCache<T, c2c> cache;
+// Kind along the middle dimension of a d0 x n x d2 array: stride d0, d0 * d2 vectors. The plain side is
+// one guru64 plan over the arrays with their own strides; r2c then mirrors each one-sided spectrum into
+// the upper half of its vector, c2r reads one-sided input vectors of n/2 + 1, and an inverse divides by n.
+template <typename T, int Kind>
+Workload stridedFft(const SuiteConfig& config, u64 d0, u64 n, u64 d2, int sign) {
+  using In = typename tessel_fft::fftElements<T, Kind>::In;
+  using Out = typename tessel_fft::fftElements<T, Kind>::Out;
+  struct State : Arrays<In, Out> {
+    using Arrays<In, Out>::Arrays;
+    FftCache<T, Kind> cache;
     PlainPlan<T> plan;
   };
+  const u64 inputLength = Kind == c2r ? n / 2 + 1 : n;
+  const u64 inCount = d0 * inputLength * d2;
   const u64 count = d0 * n * d2;
-  auto state = std::make_shared<State>(count, count);
+  auto state = std::make_shared<State>(inCount, count);
   const fftw_iodim64 dim = iodim(n, d0, d0);
-  const fftw_iodim64 loops[2] = {iodim(d0, 1, 1), iodim(d2, d0 * n, d0 * n)};
+  const fftw_iodim64 loops[2] = {iodim(d0, 1, 1), iodim(d2, d0 * inputLength, d0 * n)};
   state->plan = makePlainPlan<T>(config.threads, [&] {
-    return PlainFftw<T>::dft(1, &dim, 2, loops, asFftw(state->in.data()), asFftw(state->plain.data()), sign,
-                             config.planFlags);
+    if constexpr (Kind == r2c) {
+      return PlainFftw<T>::r2c(1, &dim, 2, loops, state->in.data(), asFftw(state->plain.data()),
+                               config.planFlags);
+    } else if constexpr (Kind == c2r) {
+      return PlainFftw<T>::c2r(1, &dim, 2, loops, asFftw(state->in.data()), state->plain.data(),
+                               config.planFlags | FFTW_PRESERVE_INPUT);
+    } else {
+      return PlainFftw<T>::dft(1, &dim, 2, loops, asFftw(state->in.data()), asFftw(state->plain.data()), sign,
+                               config.planFlags);
+    }
   });
-  fillRandom(state->in.data(), count, 1);
+  fillRandom(state->in.data(), inCount, 1);
 
   Workload workload = workloadOf<T>(config, {d0, n, d2}, static_cast<double>(n));
   const fftwContext context = contextFor(config, fftwContext::EMBED_COMPACT);
-  workload.runOurs = [state, context, d0, n, d2, sign] {
-    tessel_fft::quillFFT1D<T, c2c>(context, &state->cache, state->in.data(), state->ours.data(), d0, n, n,
-                                   d0 * d2, sign);
+  workload.runOurs = [state, context, d0, n, d2, inputLength, sign] {
+    tessel_fft::quillFFT1D<T, Kind>(context, &state->cache, state->in.data(), state->ours.data(), d0, n,
+                                    inputLength, d0 * d2, sign);
   };
-  workload.plainSides = {plainSide(state, count, [state, n, count, sign] {
+  workload.plainSides = {plainSide(state, count, [state, d0, n, d2, count, sign] {
     state->plan.execute();
+    if constexpr (Kind == r2c) {
+      for (u64 block = 0; block < d2; ++block) {
+        std::complex<T>* spectra = state->plain.data() + block * d0 * n;
+        for (u64 k = n / 2 + 1; k < n; ++k) {
+          for (u64 column = 0; column < d0; ++column)
+            spectra[k * d0 + column] = std::conj(spectra[(n - k) * d0 + column]);
+        }
+      }
+    }
     if (sign == FFTW_BACKWARD) scaleBy(state->plain.data(), count, static_cast<T>(n));
   })};
   return workload;
@@ -259,20 +281,37 @@ Workload fullSpectrum2D(const SuiteConfig& config, u64 n0, u64 n1) {
   return workload;
 }
 
+template <typename T>
+Workload stridedFftOf(const SuiteConfig& config, const StridedProblem& p) {
+  switch (p.family) {
+    case StridedProblem::kR2c:
+      return stridedFft<T, r2c>(config, p.stride, p.n, p.blocks, FFTW_FORWARD);
+    case StridedProblem::kC2r:
+      return stridedFft<T, c2r>(config, p.stride, p.n, p.blocks, FFTW_BACKWARD);
+    default:
+      return stridedFft<T, c2c>(config, p.stride, p.n, p.blocks, p.direction);
+  }
+}
+
 }  // namespace
+
+Workload stridedFftWorkload(const SuiteConfig& config, const StridedProblem& problem) {
+  return problem.singlePrecision ? stridedFftOf<float>(config, problem)
+                                 : stridedFftOf<double>(config, problem);
+}
 
 std::vector<CaseDefinition> fftCases() {
   std::vector<CaseDefinition> cases;
   cases.push_back({"strided-c2c-inv", "quillFFT1D<double, c2c>",
                    "inverse c2c along dimension 2 of 100 x 4096 x 20 (stride 100), scaled by 1/n",
                    [](const SuiteConfig& c) {
-                     return c.quick ? stridedComplex<double>(c, 6, 64, 3, FFTW_BACKWARD)
-                                    : stridedComplex<double>(c, 100, 4096, 20, FFTW_BACKWARD);
+                     return c.quick ? stridedFft<double, c2c>(c, 6, 64, 3, FFTW_BACKWARD)
+                                    : stridedFft<double, c2c>(c, 100, 4096, 20, FFTW_BACKWARD);
                    }});
   cases.push_back({"strided-c2c-inv-f32", "quillFFT1D<float, c2c>", "the same in single precision",
                    [](const SuiteConfig& c) {
-                     return c.quick ? stridedComplex<float>(c, 6, 64, 3, FFTW_BACKWARD)
-                                    : stridedComplex<float>(c, 100, 4096, 20, FFTW_BACKWARD);
+                     return c.quick ? stridedFft<float, c2c>(c, 6, 64, 3, FFTW_BACKWARD)
+                                    : stridedFft<float, c2c>(c, 100, 4096, 20, FFTW_BACKWARD);
                    }});
   const struct {
     const char* name;

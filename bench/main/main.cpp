@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -15,6 +16,7 @@
 #include "options.hpp"
 #include "report.hpp"
 #include "run_context.hpp"
+#include "sweep.hpp"
 #include "tessel_fft/fftw_api.hpp"
 #include "tessel_fft/wisdom.hpp"
 #include "workload.hpp"
@@ -88,7 +90,10 @@ int run(int argc, char** argv) {
   }
 
   std::vector<CaseDefinition> selected;
-  if (options.cases.empty()) {
+  if (options.sweep > 0) {
+    selected = sweepCases(
+        drawProblems(sweepSpace(options.quick), static_cast<std::uint64_t>(options.sweep), options.seed));
+  } else if (options.cases.empty()) {
     selected = all;
   } else {
     for (const std::string& name : options.cases) {
@@ -119,7 +124,7 @@ int run(int argc, char** argv) {
     return usageError("cannot import wisdom: " + wisdomError);
   info.config.wisdomPath = options.wisdomPath;
 
-  MeasureSettings settings;
+  MeasureSettings settings = options.sweep > 0 ? sweepSettings() : MeasureSettings();
   settings.runs = options.runs;
   if (options.quick) {
     settings.secondsPerCase = 0;
@@ -140,6 +145,7 @@ int run(int argc, char** argv) {
   std::cerr << "finished " << selected.size() << " case(s) in " << static_cast<int>(suiteSeconds + 0.5)
             << " s\n\n";
   printTable(tableOut, results, info);
+  if (options.sweep > 0) printDistribution(tableOut, results, options.seed);
   bool written = true;
   if (json.wanted() && !writeJson(json.stream(), results, info)) {
     std::cerr << "tessel-fft-bench: writing " << json.path() << " failed\n";

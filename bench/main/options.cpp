@@ -18,6 +18,15 @@ int positiveInt(const std::string& option, const std::string& text, int largest)
   return static_cast<int>(value);
 }
 
+std::uint64_t unsignedValue(const std::string& option, const std::string& text) {
+  errno = 0;
+  char* end = nullptr;
+  const unsigned long long value = std::strtoull(text.c_str(), &end, 10);
+  if (text.empty() || text[0] == '-' || *end != '\0' || errno != 0)
+    throw UsageError(option + " wants a whole number from 0, not '" + text + "'");
+  return value;
+}
+
 }  // namespace
 
 Options parseOptions(int argc, const char* const* argv) {
@@ -58,6 +67,10 @@ Options parseOptions(int argc, const char* const* argv) {
       options.threads = positiveInt(argument, takeValue(), 1024);
     } else if (argument == "--runs") {
       options.runs = positiveInt(argument, takeValue(), 10000);
+    } else if (argument == "--sweep") {
+      options.sweep = positiveInt(argument, takeValue(), 100000);
+    } else if (argument == "--seed") {
+      options.seed = unsignedValue(argument, takeValue());
     } else if (argument == "--case") {
       // Comma-separated names, and the option may be repeated.
       const std::string names = takeValue();
@@ -83,6 +96,7 @@ Options parseOptions(int argc, const char* const* argv) {
       throw UsageError("unknown option '" + std::string(argv[i]) + "'");
     }
   }
+  if (options.sweep > 0 && !options.cases.empty()) throw UsageError("--sweep and --case exclude each other");
   return options;
 }
 
@@ -102,6 +116,15 @@ std::string usageText() {
          "  --case NAME      run only these cases (repeatable, or comma-separated; each runs once);\n"
          "                   see --list\n"
          "  --list           list the cases and exit\n"
+         "  --sweep N        instead of the cases, N shapes drawn at random from the space a host calls:\n"
+         "                   r2c, c2r and c2c FFTs and the eight DCT/DST kinds on real and interleaved\n"
+         "                   complex data, float and double, along the middle dimension of\n"
+         "                   stride x n x blocks with n 8 to 65536 (powers of two, 17, 60, 101, 243,\n"
+         "                   1009, 1536 and any), stride 1 to 4096 and inputs of 2 to 96 MB; each\n"
+         "                   against one plain guru64 plan over the same arrays. Prints the table and\n"
+         "                   the distribution of the ratios: geometric mean, p90, worst, and how many\n"
+         "                   shapes are slower than plain FFTW. Some 2 to 7 s per shape\n"
+         "  --seed S         the sweep's shapes (default 1): a seed always draws the same shapes\n"
          "  --runs N         timed runs per side and case (default: chosen from the case's duration)\n"
          "  --json FILE      also write the results and the run's context as JSON; FILE - writes\n"
          "                   them to stdout, and the table to stderr\n"

@@ -1,6 +1,7 @@
 // The command line of tessel-fft-bench.
 #pragma once
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -14,6 +15,8 @@ struct Options {
   bool quick = false;
   int threads = 0;                 // 0: the hardware's thread count
   int runs = 0;                    // 0: chosen per case from its duration
+  int sweep = 0;                   // shapes of a sweep; 0: the default suite
+  std::uint64_t seed = 1;          // of the sweep's shapes
   std::vector<std::string> cases;  // empty: all; each name once, in the order first given
   std::string jsonPath;            // "-": standard output, and the table goes to standard error
   std::string svgPath;

@@ -32,6 +32,14 @@ struct PlainFftw<double> {
                   double* out, const fftw_r2r_kind* kinds, unsigned flags) {
     return fftw_plan_guru64_r2r(rank, dims, loopRank, loops, in, out, kinds, flags);
   }
+  static Plan r2c(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, double* in,
+                  Complex* out, unsigned flags) {
+    return fftw_plan_guru64_dft_r2c(rank, dims, loopRank, loops, in, out, flags);
+  }
+  static Plan c2r(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, Complex* in,
+                  double* out, unsigned flags) {
+    return fftw_plan_guru64_dft_c2r(rank, dims, loopRank, loops, in, out, flags);
+  }
   static Plan manyDft(int rank, const int* n, int howmany, Complex* in, const int* inembed, int istride,
                       int idist, Complex* out, const int* onembed, int ostride, int odist, int sign,
                       unsigned flags) {
@@ -65,6 +73,14 @@ struct PlainFftw<float> {
   static Plan r2r(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, float* in,
                   float* out, const fftw_r2r_kind* kinds, unsigned flags) {
     return fftwf_plan_guru64_r2r(rank, dims, loopRank, loops, in, out, kinds, flags);
+  }
+  static Plan r2c(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, float* in,
+                  Complex* out, unsigned flags) {
+    return fftwf_plan_guru64_dft_r2c(rank, dims, loopRank, loops, in, out, flags);
+  }
+  static Plan c2r(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, Complex* in,
+                  float* out, unsigned flags) {
+    return fftwf_plan_guru64_dft_c2r(rank, dims, loopRank, loops, in, out, flags);
   }
   static Plan manyDft(int rank, const int* n, int howmany, Complex* in, const int* inembed, int istride,
                       int idist, Complex* out, const int* onembed, int ostride, int odist, int sign,

@@ -150,11 +150,12 @@ void printTable(std::ostream& out, const std::vector<CaseResult>& results, const
       << "ratio = ours / plain FFTW (below 1: the library is faster). Error: relative L2 of ours against\n"
       << "plain FFTW; tolerance " << kToleranceConstant << " * epsilon * log2(n).\n";
   if (anyDctNd(results)) {
-    out << "dctIIND takes no context or cache: it plans by estimate on every call and runs FFTW on one\n"
-        << "thread. [estimate per call]: plain FFTW under the same conditions, a rank-N FFTW_ESTIMATE plan\n"
-        << "made, run and destroyed in every call, one thread. The other dctIIND rows: one plan made before\n"
-        << "timing (measured in a standard run), on one thread, which dctIIND can't use; its estimating\n"
-        << "planner does use wisdom of its own one-dimensional problems (--wisdom).\n";
+    out << "dctIIND without a context plans by estimate on every call and runs FFTW on one thread.\n"
+        << "[estimate per call]: plain FFTW under the same conditions, a rank-N FFTW_ESTIMATE plan made,\n"
+        << "run and destroyed in every call, one thread. [measured plan]: one rank-N plan made before\n"
+        << "timing (measured in a standard run), which dctIIND can never use; on one thread, or beside the\n"
+        << "dctIIND overload with a context and a host cache (-ctx) on the same threads. dctIIND's estimating\n"
+        << "planner uses wisdom of its own one-dimensional problems (--wisdom).\n";
   }
   if (info.config.quick)
     out << "QUICK RUN: small sizes and estimated plans; only the errors mean anything.\n";

@@ -58,6 +58,30 @@ struct CaseDefinition {
   std::function<Workload(const SuiteConfig&)> build;
 };
 
+// One batch along the middle dimension of a stride x n x blocks column-major array: what a sweep draws.
+// `direction` is the c2c sign, or 1 for an inverse (divided) DCST; r2c runs forward and c2r inverse.
+// c2r reads one-sided spectra of n/2 + 1 elements per vector.
+struct StridedProblem {
+  enum Family { kR2c, kC2r, kC2c, kDcst };
+  Family family = kC2c;
+  bool singlePrecision = false;
+  int dcstKind = 1;        // 0..7: DCT-I..IV, DST-I..IV
+  bool isComplex = false;  // DCST on interleaved complex data
+  std::uint64_t stride = 1;
+  std::uint64_t n = 1;
+  std::uint64_t blocks = 1;
+  int direction = FFTW_FORWARD;
+
+  // "r2c f32 64 x 16 x 780", "DST-III complex f64 1 x 128 x 1148"
+  std::string text() const;
+  // The library entry that runs it, e.g. "quillFFT1D<float, r2c>".
+  std::string entry() const;
+};
+
+// The problem made ready, with FFTW's plain guru64 plan over the arrays as a host writes it.
+Workload stridedFftWorkload(const SuiteConfig& config, const StridedProblem& problem);
+Workload stridedDcstWorkload(const SuiteConfig& config, const StridedProblem& problem);
+
 // The default suite, in the order of the table.
 std::vector<CaseDefinition> fftCases();
 std::vector<CaseDefinition> dcstCases();

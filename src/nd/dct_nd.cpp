@@ -1,12 +1,15 @@
-// The N-D DCT-II and its inverse, one dimension at a time through the cosine/sine driver.
+// The N-D DCT-II and its inverse, one dimension at a time: through the cosine/sine batch under a host's
+// context, without one through complex FFTs of vector pairs.
 #include "tessel_fft/dct_nd.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstdint>
+#include <optional>
 
 #include "dcst/dcst_batch.hpp"
-#include "nd/dcst_single_plan.hpp"
+#include "nd/paired_dct.hpp"
 #include "tessel_fft/fftw_context.hpp"
 
 namespace tessel_fft {
@@ -44,43 +47,75 @@ EdgeDivisors<R> orthonormalDivisors(std::uint64_t n, int direction) {
 }
 
 // One dimension of extent n at element distance `stride` of an array of `total` elements, from `src`
-// to `out` (which may be the same array): DCT-II for `direction` -1, its inverse (DCT-III divided by
-// 2n, or orthonormal) otherwise. Plans by estimate on one thread, through a cache of its own that
-// dies with this step together with every plan of the step.
-template <typename E>
-void dctIIStep(const E* src, E* out, std::uint64_t total, std::uint64_t stride, std::uint64_t n,
-               int direction, bool orthonormal, bool lastDimension) {
+// to `out` (which may be the same array): DCT-II (Kind 1, `direction` -1) or its inverse (Kind 2,
+// DCT-III divided by 2n, or orthonormal), as quillDCST1D runs it under a host's `context` and `cache`,
+// with the orthonormal divisions folded into its runs.
+template <int Kind, typename E>
+void dctIIStep(fftwContext context, dcstPlanCacheInterface<ndReal<E>, Kind>* cache, const E* src, E* out,
+               std::uint64_t total, std::uint64_t stride, std::uint64_t n, bool orthonormal,
+               bool lastDimension) {
   using Parts = ElementParts<E>;
   using R = typename Parts::Real;
-  // Constants: no N-D call measures, runs FFTW threads or goes pooled.
-  fftwContext context(1, FFTW_ESTIMATE, fftwContext::EMBED_COMPACT, true);
+  constexpr int direction = Kind == kDCTII ? -1 : 1;
   const BatchShape shape{stride, n, n, total / n};
   const EdgeDivisors<R> divisors = orthonormalDivisors<R>(n, direction);
   const DCSTPass<R> pass{orthonormal ? &divisors : nullptr, !lastDimension};
-  if (direction == 1) {
-    // The prescaled input makes REDFT01 the orthonormal inverse; no division by 2n follows.
-    dcstSinglePlan<R, kDCTIII> cache;
-    runDCSTBatch<R, kDCTIII>(context, &cache, Parts::real(src), Parts::real(out), shape,
-                             orthonormal ? -1 : direction, Parts::isComplex, pass);
-  } else {
-    dcstSinglePlan<R, kDCTII> cache;
-    runDCSTBatch<R, kDCTII>(context, &cache, Parts::real(src), Parts::real(out), shape, direction,
-                            Parts::isComplex, pass);
+  // The prescaled input makes REDFT01 the orthonormal inverse; no division by 2n follows.
+  runDCSTBatch<R, Kind>(context, cache, Parts::real(src), Parts::real(out), shape,
+                        orthonormal ? -1 : direction, Parts::isComplex, pass);
+}
+
+// The leading dimensions whose blocks take at most this much run block by block, so that a block stays
+// in the outer caches from one of them to the next.
+inline constexpr std::uint64_t kCachedBlockBytes = 512 * 1024;
+inline constexpr std::uint64_t kMaxBlockedDimensions = 4;
+
+// Without a host context: each dimension plans by estimate on one thread, and its plans die with the
+// call.
+template <int Kind, typename E>
+void pairedAllDimensions(const E* in, E* out, const std::uint64_t* dims, std::uint64_t ndims,
+                         std::uint64_t total, bool orthonormal) {
+  using Parts = ElementParts<E>;
+  using R = ndReal<E>;
+  std::uint64_t leading = 0, blockElements = 1;
+  while (leading < std::min(ndims, kMaxBlockedDimensions) &&
+         blockElements * dims[leading] * sizeof(E) <= kCachedBlockBytes)
+    blockElements *= dims[leading++];
+  if (leading < 2) leading = 0, blockElements = 1;
+  if (leading != 0) {
+    std::optional<nd_detail::PairedDctPass<R>> passes[kMaxBlockedDimensions];
+    for (std::uint64_t d = 0; d < leading; ++d) passes[d].emplace(dims[d], Kind == kDCTIII, orthonormal);
+    for (std::uint64_t start = 0; start < total; start += blockElements) {
+      std::uint64_t stride = 1;
+      for (std::uint64_t d = 0; d < leading; ++d) {
+        passes[d]->run(Parts::real(d == 0 ? in + start : out + start), Parts::real(out + start),
+                       blockElements, stride, Parts::isComplex);
+        stride *= dims[d];
+      }
+    }
+  }
+  std::uint64_t stride = blockElements;
+  for (std::uint64_t d = leading; d < ndims; ++d) {
+    nd_detail::PairedDctPass<R> pass(dims[d], Kind == kDCTIII, orthonormal);
+    pass.run(Parts::real(d == 0 ? in : out), Parts::real(out), total, stride, Parts::isComplex);
+    stride *= dims[d];
   }
 }
 
 // Every dimension in ascending order, for both directions: the first reads `in`, the others work on
 // `out` in place.
-template <typename E>
-void dctIIAllDimensions(const E* in, E* out, const std::uint64_t* dims, std::uint64_t ndims, int direction,
+template <int Kind, typename E>
+void dctIIAllDimensions(const fftwContext* hostContext, dcstPlanCacheInterface<ndReal<E>, Kind>* hostCache,
+                        const E* in, E* out, const std::uint64_t* dims, std::uint64_t ndims,
                         bool orthonormal) {
   std::uint64_t total = 1;
   for (std::uint64_t d = 0; d < ndims; ++d) total *= dims[d];
   if (ndims != 0 && total == 0) return;
+  if (hostContext == nullptr) return pairedAllDimensions<Kind>(in, out, dims, ndims, total, orthonormal);
   std::uint64_t stride = 1;
   const E* src = in;
   for (std::uint64_t d = 0; d < ndims; ++d) {
-    dctIIStep(src, out, total, stride, dims[d], direction, orthonormal, d + 1 == ndims);
+    dctIIStep<Kind>(*hostContext, hostCache, src, out, total, stride, dims[d], orthonormal, d + 1 == ndims);
     stride *= dims[d];
     src = out;
   }
@@ -90,17 +125,34 @@ void dctIIAllDimensions(const E* in, E* out, const std::uint64_t* dims, std::uin
 
 template <typename E>
 void dctIIND(const E* in, E* out, const std::uint64_t* dims, std::uint64_t ndims, bool orthonormal) {
-  dctIIAllDimensions(in, out, dims, ndims, -1, orthonormal);
+  dctIIAllDimensions<kDCTII, E>(nullptr, nullptr, in, out, dims, ndims, orthonormal);
 }
 
 template <typename E>
 void idctIIND(const E* in, E* out, const std::uint64_t* dims, std::uint64_t ndims, bool orthonormal) {
-  dctIIAllDimensions(in, out, dims, ndims, 1, orthonormal);
+  dctIIAllDimensions<kDCTIII, E>(nullptr, nullptr, in, out, dims, ndims, orthonormal);
 }
 
-#define TESSEL_DCT_ND(E)                                   \
-  template TESSEL_FFT_API decltype(dctIIND<E>) dctIIND<E>; \
-  template TESSEL_FFT_API decltype(idctIIND<E>) idctIIND<E>;
+template <typename E>
+void dctIIND(fftwContext context, dcstPlanCacheInterface<ndReal<E>, kDCTII>* cache, const E* in, E* out,
+             const std::uint64_t* dims, std::uint64_t ndims, bool orthonormal) {
+  dctIIAllDimensions<kDCTII>(&context, cache, in, out, dims, ndims, orthonormal);
+}
+
+template <typename E>
+void idctIIND(fftwContext context, dcstPlanCacheInterface<ndReal<E>, kDCTIII>* cache, const E* in, E* out,
+              const std::uint64_t* dims, std::uint64_t ndims, bool orthonormal) {
+  dctIIAllDimensions<kDCTIII>(&context, cache, in, out, dims, ndims, orthonormal);
+}
+
+// Each name has two overloads: without and with a host context.
+#define TESSEL_DCT_ND(E)                                                                                     \
+  template TESSEL_FFT_API void dctIIND<E>(const E*, E*, const std::uint64_t*, std::uint64_t, bool);          \
+  template TESSEL_FFT_API void idctIIND<E>(const E*, E*, const std::uint64_t*, std::uint64_t, bool);         \
+  template TESSEL_FFT_API void dctIIND<E>(fftwContext, dcstPlanCacheInterface<ndReal<E>, kDCTII>*, const E*, \
+                                          E*, const std::uint64_t*, std::uint64_t, bool);                    \
+  template TESSEL_FFT_API void idctIIND<E>(fftwContext, dcstPlanCacheInterface<ndReal<E>, kDCTIII>*,         \
+                                           const E*, E*, const std::uint64_t*, std::uint64_t, bool);
 
 TESSEL_DCT_ND(float)
 TESSEL_DCT_ND(double)

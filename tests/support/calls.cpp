@@ -218,10 +218,22 @@ void runDCST(std::integer_sequence<int, Kinds...>, const Call& c, const tessel_f
    ...);
 }
 
+// With a cache flag, the overloads that take the context and a host cache.
 template <typename E>
-void runND(const Call& c, E* in, E* out) {
-  auto* entry = c.kind == 1 ? &tessel_fft::idctIIND<E> : &tessel_fft::dctIIND<E>;
-  entry(in, out, c.dims.data(), c.dims.size(), (c.flags & kOrthonormal) != 0);
+void runND(const Call& c, const tessel_fft::fftwContext& context, CacheSet& caches, E* in, E* out) {
+  using R = tessel_fft::ndReal<E>;
+  const bool orthonormal = (c.flags & kOrthonormal) != 0;
+  if ((c.flags & (kKeepingCache | kRefusingCache)) == 0) {
+    void (*entry)(const E*, E*, const std::uint64_t*, std::uint64_t, bool) = &tessel_fft::dctIIND<E>;
+    if (c.kind == 1) entry = &tessel_fft::idctIIND<E>;
+    return entry(in, out, c.dims.data(), c.dims.size(), orthonormal);
+  }
+  if (c.kind == 1) {
+    return tessel_fft::idctIIND<E>(context, caches.get<CountingDCSTCache<R, 2>>(c.flags), in, out,
+                                   c.dims.data(), c.dims.size(), orthonormal);
+  }
+  tessel_fft::dctIIND<E>(context, caches.get<CountingDCSTCache<R, 1>>(c.flags), in, out, c.dims.data(),
+                         c.dims.size(), orthonormal);
 }
 
 template <typename T>
@@ -237,8 +249,9 @@ void execute(const Call& c, CacheSet& caches, T* in, T* out) {
   if (c.family == Family::DCST)
     return runDCST<T>(std::make_integer_sequence<int, 8>(), c, context, caches, in, out);
   if (c.family == Family::ND && (c.flags & kComplex))
-    return runND(c, reinterpret_cast<std::complex<T>*>(in), reinterpret_cast<std::complex<T>*>(out));
-  if (c.family == Family::ND) return runND(c, in, out);
+    return runND(c, context, caches, reinterpret_cast<std::complex<T>*>(in),
+                 reinterpret_cast<std::complex<T>*>(out));
+  if (c.family == Family::ND) return runND(c, context, caches, in, out);
   if (c.kind == r2c) return runFFT<T, r2c>(c, context, caches, in, out);
   if (c.kind == c2r) return runFFT<T, c2r>(c, context, caches, in, out);
   runFFT<T, c2c>(c, context, caches, in, out);

@@ -8,6 +8,7 @@
 #include <tbb/global_control.h>
 #include <tbb/parallel_for.h>
 #include <tbb/task_arena.h>
+#include <tbb/task_scheduler_observer.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -409,6 +410,33 @@ TEST(PooledRun, ExceptionInOneTaskComesOutOnceAndFreesAllPairs) {
     EXPECT_TRUE(FailingLoopBody::failed.load());
     EXPECT_EQ(liveScratchBlocks(), liveBefore);
   }
+}
+
+// Counts the oneTBB workers that join the calling thread's arena while it lives. Each test runs in a
+// process of its own, so no worker is inside before the first parallel loop.
+struct WorkerEntries : tbb::task_scheduler_observer {
+  std::atomic<int> count{0};
+  WorkerEntries() { observe(true); }
+  ~WorkerEntries() override { observe(false); }
+  void on_scheduler_entry(bool isWorker) override {
+    if (isWorker) count.fetch_add(1);
+  }
+};
+
+// A host that runs its own threads gives each call one thread and expects no more: not for the loop,
+// the movement kernels or the division of an inverse. Each row is large enough that any of these would
+// otherwise spread: a contiguous and a strided inverse, one long strided vector, an inverse DCT-III.
+TEST(PooledRun, OneThreadCallsStayOnTheCaller) {
+  const fftwContext one;
+  WorkerEntries workers;
+  std::vector<std::complex<double>> in(1 << 18, {0.5, -0.25}), out(in.size());
+  tessel_fft::quillFFT1D<double, c2c>(one, nullptr, in.data(), out.data(), 1, 4096, 4096, 64, FFTW_BACKWARD);
+  tessel_fft::quillFFT1D<double, c2c>(one, nullptr, in.data(), out.data(), 64, 4096, 4096, 64, FFTW_BACKWARD);
+  tessel_fft::quillFFT1D<double, c2c>(one, nullptr, in.data(), out.data(), 3, 65536, 65536, 1, FFTW_FORWARD);
+  auto* reals = reinterpret_cast<double*>(in.data());
+  tessel_fft::quillDCST1D<double, 2>(one, nullptr, reals, reinterpret_cast<double*>(out.data()), 1, 4096,
+                                     4096, 64, 1, false);
+  EXPECT_EQ(workers.count.load(), 0);
 }
 
 // A cheap real plan of n points; planning by estimate never touches the array.

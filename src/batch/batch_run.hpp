@@ -105,14 +105,26 @@ inline DirectMoves directMovesFor(const BatchShape& shape, const ArrayAccess& ac
 }
 
 // What a loop over a range of vectors gets besides its scratch: the plans, how to cut the range, and
-// whether it runs inside a task of a pooled run (then it starts no parallel work of its own beyond what
-// the movement kernels nest).
+// whether an inverse's division may spread over tasks (see BatchPath).
 template <typename Plan>
 struct LoopSetting {
   PlanPair<Plan> plans;
   RunCuts cuts;
-  bool pooled;
+  bool divisionOverTasks;
 };
+
+// Runs `work` on the calling thread alone: the parallel loops that the movement kernels nest for large
+// moves then find no other thread to share with. An arena of one slot costs about a microsecond, so
+// batches too small for any kernel to go parallel skip it.
+template <typename Work>
+void onCallingThreadOnly(std::size_t batchBytes, const Work& work) {
+  if (batchBytes < buffering::kSerialBelowBytes) {
+    work();
+    return;
+  }
+  tbb::task_arena callerOnly(1);
+  callerOnly.execute(work);
+}
 
 // How the walk cuts this batch. Chunks group only where every place in scratch keeps the alignment the
 // plans were made for, that is where a vector's scratch takes a whole number of 16-byte units.
@@ -177,8 +189,8 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
                                             : scratch.outputVectorBytes;
   BatchPlans<Planner> plans(&context, cache, shape, sign);
   const auto loopOver = [&](void* inBlock, void* outBlock, std::size_t begin, std::size_t end) {
-    loop(LoopSetting<typename Planner::Plan>{plans.plans(), cuts, path.pooled}, inBlock, outBlock, begin,
-         end);
+    loop(LoopSetting<typename Planner::Plan>{plans.plans(), cuts, path.divisionOverTasks()}, inBlock,
+         outBlock, begin, end);
   };
   const auto runPooled = [&](MultiBufferMgr& manager) {
     plans.preparePooled(manager);
@@ -189,7 +201,17 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
   if (!path.pooled) {
     ScratchBufferPair pair(inputBytes, outputBytes, scratch.sharedOutput);
     plans.prepareDirect(pair);
-    loopOver(pair.input, pair.output, 0, shape.numVectors);
+    const auto loopOverAll = [&] { loopOver(pair.input, pair.output, 0, shape.numVectors); };
+    if (path.threaded) {
+      loopOverAll();
+    } else {
+      // At least either side's bytes in the arrays, so at least what one move of the batch takes: an
+      // output vector in the array is at most twice its place in scratch (a completed r2c spectrum, an
+      // interleaved complex vector).
+      onCallingThreadOnly(
+          shape.numVectors * (shape.inputLength * scratch.arrayElementBytes + 2 * scratch.outputVectorBytes),
+          loopOverAll);
+    }
   } else if (scratch.sharedOutput != nullptr) {
     MultipleInputOnlyBufferMgr manager(inputBytes, 0, scratch.sharedOutput);
     runPooled(manager);

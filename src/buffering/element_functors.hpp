@@ -50,6 +50,8 @@ struct Budget {
 inline constexpr Budget kContiguousBudget{1 * kMiB, 256 * kKiB};
 inline constexpr Budget kGatherBudget{128 * kKiB, 16 * kKiB};
 inline constexpr Budget kScatterBudget{64 * kKiB, 4 * kKiB};
+// The smallest of the limits: no kernel call that moves fewer bytes starts a parallel loop.
+inline constexpr std::size_t kSerialBelowBytes = kScatterBudget.limitBytes;
 
 // Writes `src` to `dst`. The kernels take functors as template template parameters, so a call costs nothing.
 // Moves the element's bytes in one piece: an assignment of std::complex moves its two parts one by one.

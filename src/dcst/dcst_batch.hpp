@@ -123,7 +123,7 @@ struct DCSTLoop {
         for (std::size_t u = 0; u < run.executions(); ++u) {
           T* const unitOutput = planOutput + outputPlaces.unit(u);
           api.execute(run.plan, planInput + inputPlaces.unit(u), unitOutput);
-          if (divisor != 1) scaleInverse(unitOutput, divisor, vectorsPerPlan * n, !setting.pooled);
+          if (divisor != 1) scaleInverse(unitOutput, divisor, vectorsPerPlan * n, setting.divisionOverTasks);
         }
         if (edgeDivisors != nullptr && !edgeDivisors->beforeTransform)
           divideEdges(planOutput, outputPlaces, run.count);

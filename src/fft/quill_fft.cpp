@@ -81,7 +81,8 @@ struct FFTLoop {
         Out* const unitOutput = planOutput + outputPlaces.unit(u);
         api.execute(run.plan, asFftw(planInput + inputPlaces.unit(u)), asFftw(unitOutput));
         if (moves.divisor != 1)
-          scaleInverse(unitOutput, moves.divisor, vectorsPerPlan * outputPlaces.vectorPitch, !setting.pooled);
+          scaleInverse(unitOutput, moves.divisor, vectorsPerPlan * outputPlaces.vectorPitch,
+                       setting.divisionOverTasks);
       }
       moveOut(planOutput, outputPlaces, destination, outputStep, run);
     });

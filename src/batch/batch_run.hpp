@@ -14,6 +14,7 @@
 #include "batch/batch_plans.hpp"
 #include "batch/batch_walk.hpp"
 #include "batch/buffer_managers.hpp"
+#include "batch/run_body.hpp"
 #include "buffering/element_functors.hpp"
 #include "tessel_fft/fftw_context.hpp"
 
@@ -104,15 +105,6 @@ inline DirectMoves directMovesFor(const BatchShape& shape, const ArrayAccess& ac
               keepsResidue(access.out, outputVectorBytes)};
 }
 
-// What a loop over a range of vectors gets besides its scratch: the plans, how to cut the range, and
-// whether an inverse's division may spread over tasks (see BatchPath).
-template <typename Plan>
-struct LoopSetting {
-  PlanPair<Plan> plans;
-  RunCuts cuts;
-  bool divisionOverTasks;
-};
-
 // Runs `work` on the calling thread alone: the parallel loops that the movement kernels nest for large
 // moves then find no other thread to share with. An arena of one slot costs about a microsecond, so
 // batches too small for any kernel to go parallel skip it.
@@ -168,16 +160,50 @@ void runTasks(MultiBufferMgr& manager, const BatchGroups& groups, std::size_t gr
       tbb::simple_partitioner());
 }
 
-// Runs a batch whose transform length is not 0: chooses the path and narrows the context's thread count
-// (see configureBatchContext), gets scratch and plans, and calls loop(setting, inBlock, outBlock, begin,
-// end) once over the whole batch on the calling thread, or per task over a pool of scratch pairs.
-// All scratch and owned plans are released before it returns, also when an exception passes. `context`
-// is the driver's own copy. Planner is FFTPlanner or DCSTPlanner; `sign` is the FFT sign or DCST
-// direction.
-template <typename Planner, typename Loop>
+// What a family tells the skeleton about its batch besides the shape.
+struct BatchSides {
+  std::size_t parts;             // 1, or 2 for interleaved complex vectors through a real plan
+  std::size_t planInputLength;   // places per vector on each side of the plans
+  std::size_t planOutputLength;  // (a one-sided spectrum's n/2+1 on its side)
+  // Whether the plans may read the caller's input where it lies: they leave their input as it was
+  // (every out-of-place kind but c2r), and nothing changes it before them.
+  bool plansKeepInput;
+  // Whether another pass reads the output right away, which then stays in the caches instead of
+  // streaming past them.
+  bool outputReadNext;
+  std::uint64_t divisor;  // of an inverse transform; 1 for none
+};
+
+// Runs a batch whose transform length is not 0 from `in` to `out` (arrays of the plans' element values):
+// decides the direct moves and streaming, chooses the path and narrows the context's thread count (see
+// configureBatchContext), gets scratch and plans, and runs the family's RunBody over the whole batch on
+// the calling thread, or per task over a pool of scratch pairs. All scratch and owned plans are
+// released before it returns, also when an exception passes. `context` is the driver's own copy.
+// Planner is FFTPlanner or DCSTPlanner; `sign` is the FFT sign or DCST direction.
+template <typename Planner, typename Hooks = NoRunHooks, typename In, typename Out>
 void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchShape& shape, int sign,
-              const ScratchLayout& scratch, const Loop& loop) {
-  const BatchPath path = configureBatchContext(context, shape.numVectors, shape.length);
+              const In* in, Out* out, const BatchSides& sides, const Hooks& hooks = {}) {
+  const std::size_t n = shape.length;
+  const bool streamOut =
+      !sides.outputReadNext && sides.parts * n * shape.numVectors * sizeof(Out) >= kStreamingOutputBytes;
+  // Interleaved parts always pass through scratch; FFTW writes the output itself where it stays in the
+  // caches anyway.
+  const DirectMoves direct =
+      sides.parts != 1 ? DirectMoves{false, false}
+                       : directMovesFor(shape, {in, sizeof(In), sides.planInputLength, sides.plansKeepInput,
+                                                out, sizeof(Out), context.getChunkSize(), !streamOut,
+                                                context.getPlanStrategy(n) == FFTW_ESTIMATE});
+  // Scratch holds one part of a vector: an interleaved one passes its two parts through it in turn.
+  const ScratchLayout scratch{sides.planInputLength * sizeof(In), sides.planOutputLength * sizeof(Out),
+                              sides.parts * sizeof(In), direct.output ? out : nullptr};
+  const RunBody<In, Out, typename Planner::Plan, Hooks> body{
+      in,
+      out,
+      shape,
+      {sides.parts, sides.planInputLength, sides.planOutputLength, direct.input, streamOut, sides.divisor},
+      hooks};
+
+  const BatchPath path = configureBatchContext(context, shape.numVectors, n);
   const RunCuts cuts = runCutsFor(shape, scratch, context.getChunkSize());
   const std::size_t vectors =
       bufferVectorsFor(shape.numVectors, shape.stride, cuts.chunkSize) == 1 ? 1 : cuts.groupVectors();
@@ -189,7 +215,7 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
                                             : scratch.outputVectorBytes;
   BatchPlans<Planner> plans(&context, cache, shape, sign);
   const auto loopOver = [&](void* inBlock, void* outBlock, std::size_t begin, std::size_t end) {
-    loop(LoopSetting<typename Planner::Plan>{plans.plans(), cuts, path.divisionOverTasks()}, inBlock,
+    body(LoopSetting<typename Planner::Plan>{plans.plans(), cuts, path.divisionOverTasks()}, inBlock,
          outBlock, begin, end);
   };
   const auto runPooled = [&](MultiBufferMgr& manager) {
@@ -205,11 +231,9 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
     if (path.threaded) {
       loopOverAll();
     } else {
-      // At least either side's bytes in the arrays, so at least what one move of the batch takes: an
-      // output vector in the array is at most twice its place in scratch (a completed r2c spectrum, an
-      // interleaved complex vector).
+      // The larger side of the arrays: no move of the batch takes more.
       onCallingThreadOnly(
-          shape.numVectors * (shape.inputLength * scratch.arrayElementBytes + 2 * scratch.outputVectorBytes),
+          shape.numVectors * sides.parts * std::max(shape.inputLength * sizeof(In), n * sizeof(Out)),
           loopOverAll);
     }
   } else if (scratch.sharedOutput != nullptr) {

@@ -1,10 +1,14 @@
-// The gather of every batched loop: vectors of the caller's array into dense scratch, cut or padded.
+// The moves of every batched loop: vectors of the caller's array into dense scratch, cut or padded,
+// and back out.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
+#include <type_traits>
 
 #include "buffering/copy.hpp"
+#include "buffering/output_reconstruction.hpp"
+#include "buffering/stream.hpp"
 #include "buffering/submatrix.hpp"
 #include "buffering/transpose.hpp"
 
@@ -55,6 +59,73 @@ void copyToInputBuffer(E* scratch, const E* source, const GatherLayout& layout, 
     return;
   }
   zeroPadVectors(scratch, logical, used, count);
+}
+
+// Interleaved complex data are real data at twice the stride, and a complex vector runs through a real
+// plan twice, real parts first, both parts through the same scratch one after the other. `source` and
+// `destination` point at the part in the first vector.
+//
+// Gathers one part of `count` interleaved vectors into dense real vectors of layout.logicalLength. Where
+// a run is a single stretch of array elements (one vector, or whole contiguous vectors without padding)
+// the real gather at doubled stride serves unchanged.
+template <typename R>
+void gatherPart(R* scratch, const R* source, const GatherLayout& layout, std::size_t count) {
+  const std::size_t n = layout.logicalLength;
+  const std::size_t used = std::min(layout.inputLength, n);
+  if (count == 1) {
+    copyToInputBuffer(scratch, source, {2 * layout.stride, layout.inputLength, n}, 1);
+  } else if (layout.stride != 1) {
+    buffering::interleaved::transpose(scratch, static_cast<std::ptrdiff_t>(n), source,
+                                      static_cast<std::ptrdiff_t>(layout.stride), used, count, true);
+    zeroPadVectors(scratch, n, used, count);
+  } else if (layout.inputLength != n) {
+    buffering::interleaved::submatrix(scratch, n, source, layout.inputLength, used, count);
+  } else {
+    buffering::strided::copy(scratch, source, 2, n * count);
+  }
+}
+
+// The reverse of gatherPart for `count` transformed vectors of n elements.
+template <typename R>
+void scatterPart(R* destination, const R* scratch, std::size_t stride, std::size_t n, std::size_t count) {
+  if (stride != 1 && count > 1) {
+    buffering::interleaved::transpose(destination, static_cast<std::ptrdiff_t>(stride), scratch,
+                                      static_cast<std::ptrdiff_t>(n), count, n, false);
+  } else {
+    // One vector, or whole contiguous vectors: a single stretch of array elements.
+    buffering::strided::copy(destination, static_cast<std::ptrdiff_t>(2 * stride), scratch, n * count);
+  }
+}
+
+// Gathers one part (`parts` is 2 for interleaved complex vectors through a real plan, else 1) of `count`
+// vectors into dense vectors of layout.logicalLength.
+template <typename E>
+void gatherVectors(E* scratch, const E* source, const GatherLayout& layout, std::size_t parts,
+                   std::size_t count) {
+  if constexpr (std::is_floating_point_v<E>) {
+    if (parts == 2) return gatherPart(scratch, source, layout, count);
+  }
+  copyToInputBuffer(scratch, source, layout, count);
+}
+
+// The reverse for one part of `count` transformed vectors of n elements, dense in `scratch`; with
+// `streamOut` contiguous vectors bypass the caches. Where the plans wrote into the array already
+// (`scratch` is `destination`) nothing moves.
+template <typename E>
+void scatterVectors(E* destination, const E* scratch, std::size_t stride, std::size_t n, std::size_t parts,
+                    std::size_t count, bool streamOut) {
+  if constexpr (std::is_floating_point_v<E>) {
+    if (parts == 2) return scatterPart(destination, scratch, stride, n, count);
+  }
+  if (stride != 1) {
+    copyFromOutputBuffer(scratch, n, count, StridedOutput<E>{destination, stride});
+  } else if (scratch == destination) {
+    return;
+  } else if (streamOut) {
+    buffering::contiguous::stream_copy(destination, scratch, n * count);
+  } else {
+    buffering::contiguous::copy(destination, scratch, n * count);
+  }
 }
 
 }  // namespace tessel_fft

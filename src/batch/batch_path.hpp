@@ -47,14 +47,4 @@ inline BatchPath configureBatchContext(fftwContext& context, std::uint64_t numVe
   return path;
 }
 
-// Vectors per scratch block: a batch smaller than a chunk runs one vector at a time. But a chunk plan is
-// made whenever the stretch the loops cut into chunks (a block of `stride` columns, or the whole batch
-// at stride 1) holds a chunk, and a measuring planner writes all of its vectors, so the scratch then
-// holds a chunk even where the vectors are fewer (an empty or partial block of a strided array).
-inline std::uint64_t bufferVectorsFor(std::uint64_t numVectors, std::uint64_t stride,
-                                      std::uint64_t chunkSize) {
-  const std::uint64_t stretch = stride != 1 ? stride : numVectors;
-  return numVectors < chunkSize && stretch < chunkSize ? 1 : chunkSize;
-}
-
 }  // namespace tessel_fft

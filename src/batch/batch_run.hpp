@@ -120,17 +120,17 @@ void onCallingThreadOnly(std::size_t batchBytes, const Work& work) {
 
 // How the walk cuts this batch. Chunks group only where every place in scratch keeps the alignment the
 // plans were made for, that is where a vector's scratch takes a whole number of 16-byte units.
-inline RunCuts runCutsFor(const BatchShape& shape, const ScratchLayout& scratch, std::size_t chunk) {
-  const std::size_t stretch = shape.stride == 1 ? shape.numVectors : shape.stride;
+inline RunCuts runCutsFor(const BatchShape& shape, const ScratchLayout& scratch, const PlanNeeds& needs,
+                          std::size_t chunk) {
   const bool aligned =
       scratch.inputVectorBytes % kPlanAlignment == 0 && scratch.outputVectorBytes % kPlanAlignment == 0;
-  if (!aligned || bufferVectorsFor(shape.numVectors, shape.stride, chunk) == 1) return {chunk, 1, false};
+  if (!aligned || needs.bufferVectors == 1) return {chunk, 1, false};
   const std::size_t chunkScratchBytes = chunk * std::max(scratch.inputVectorBytes, scratch.outputVectorBytes);
   const std::size_t wanted = shape.stride == 1 ? kContiguousGroupBytes / (chunk * scratch.inputVectorBytes)
                                                : (kGroupRowBytes + chunk * scratch.arrayElementBytes - 1) /
                                                      (chunk * scratch.arrayElementBytes);
   const std::size_t fitting = kGroupScratchBytes / chunkScratchBytes;
-  const std::size_t needed = (stretch + chunk - 1) / chunk;
+  const std::size_t needed = (shape.stretch() + chunk - 1) / chunk;
   const std::size_t listed = RunCuts::kMaxGroupVectors / chunk;
   const std::size_t chunksPerGroup = std::max<std::size_t>(1, std::min({wanted, fitting, needed, listed}));
   return {chunk, chunksPerGroup, chunksPerGroup > 1 && shape.stride != 1};
@@ -204,29 +204,29 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
       hooks};
 
   const BatchPath path = configureBatchContext(context, shape.numVectors, n);
-  const RunCuts cuts = runCutsFor(shape, scratch, context.getChunkSize());
-  const std::size_t vectors =
-      bufferVectorsFor(shape.numVectors, shape.stride, cuts.chunkSize) == 1 ? 1 : cuts.groupVectors();
-  const bool grouped = vectors > 1;
+  const std::size_t chunk = context.getChunkSize();
+  const PlanNeeds needs = PlanNeeds::of(shape, chunk, path.pooled);
+  const RunCuts cuts = runCutsFor(shape, scratch, needs, chunk);
+  const bool grouped = needs.bufferVectors != 1;
   const std::size_t inputBytes =
       grouped ? cuts.scratchBytes(scratch.inputVectorBytes) : scratch.inputVectorBytes;
   const std::size_t outputBytes = scratch.sharedOutput != nullptr ? 0
                                   : grouped ? cuts.scratchBytes(scratch.outputVectorBytes)
                                             : scratch.outputVectorBytes;
-  BatchPlans<Planner> plans(&context, cache, shape, sign);
+  BatchPlans<Planner> plans(&context, cache, shape.length, sign);
   const auto loopOver = [&](void* inBlock, void* outBlock, std::size_t begin, std::size_t end) {
     body(LoopSetting<typename Planner::Plan>{plans.plans(), cuts, path.divisionOverTasks()}, inBlock,
          outBlock, begin, end);
   };
   const auto runPooled = [&](MultiBufferMgr& manager) {
-    plans.preparePooled(manager);
+    plans.preparePooled(manager, needs);
     const std::size_t groupBytes =
         cuts.groupVectors() * (scratch.inputVectorBytes + scratch.outputVectorBytes);
     runTasks(manager, BatchGroups{shape, cuts.groupVectors()}, groupBytes, loopOver);
   };
   if (!path.pooled) {
     ScratchBufferPair pair(inputBytes, outputBytes, scratch.sharedOutput);
-    plans.prepareDirect(pair);
+    plans.prepareDirect(pair, needs);
     const auto loopOverAll = [&] { loopOver(pair.input, pair.output, 0, shape.numVectors); };
     if (path.threaded) {
       loopOverAll();

@@ -14,6 +14,36 @@ struct BatchShape {
   std::size_t length;       // transform length: elements of each output vector
   std::size_t inputLength;  // stored elements of each input vector, cut or zero padded to the transform
   std::size_t numVectors;
+
+  // The stretch of vectors that the walk cuts into chunks together: a block of `stride` columns, or at
+  // stride 1 the whole batch. An empty leading extent gives stride 0 and no vectors.
+  std::size_t stretch() const { return stride != 1 ? stride : numVectors; }
+  // The end of the stretch that holds `vector`.
+  std::size_t stretchEnd(std::size_t vector) const {
+    return stride != 1 ? (vector / stride + 1) * stride : numVectors;
+  }
+};
+
+// The plans a walk over a batch cut into chunks of `chunk` may pass (see walkBatch), decided here once
+// for the plans a batch asks for and for the scratch it holds. A chunk size of 0 faults here.
+struct PlanNeeds {
+  bool single;
+  bool chunk;
+  // Vectors per scratch block: a batch smaller than a chunk runs one vector at a time. But a chunk plan
+  // is made whenever a stretch holds a chunk, and a measuring planner writes all of its vectors, so the
+  // scratch then holds a chunk even where the vectors are fewer (an empty or partial block).
+  std::size_t bufferVectors;
+
+  // For a walk over all of `shape`: the single plan only if a stretch leaves a remainder, or the last
+  // block does (a caller slicing an array may end the batch inside a block). With `anyRange` the walk
+  // goes over ranges the scheduler chooses, which may end anywhere, and the single plan is always needed.
+  static PlanNeeds of(const BatchShape& shape, std::size_t chunk, bool anyRange) {
+    const std::size_t stretch = shape.stretch();
+    const bool partialBlockTail = shape.stride > 1 && (shape.numVectors % shape.stride) % chunk != 0;
+    const bool holdsChunk = stretch >= chunk;
+    return {anyRange || stretch % chunk != 0 || partialBlockTail, holdsChunk,
+            shape.numVectors < chunk && !holdsChunk ? 1 : chunk};
+  }
 };
 
 // The plans a loop runs, shared read-only by every task of a run: `chunk` transforms `chunkSize`
@@ -94,7 +124,7 @@ struct BatchGroups {
   BatchShape shape;
   std::size_t groupVectors;
 
-  std::size_t stretch() const { return shape.stride == 1 ? shape.numVectors : shape.stride; }
+  std::size_t stretch() const { return shape.stretch(); }
   std::size_t perStretch() const { return (stretch() + groupVectors - 1) / groupVectors; }
   std::size_t count() const {
     if (shape.numVectors == 0) return 0;
@@ -128,8 +158,7 @@ void walkBatch(const BatchShape& shape, const PlanPair<Plan>& plans, const RunCu
   const std::size_t singlesPerGroup = cuts.chunksPerGroup > 1 ? cuts.groupVectors() : 1;
   std::size_t vector = begin;
   while (vector < end) {
-    // Contiguous vectors form one stretch; a strided block is a stretch of its own.
-    const std::size_t stretchEnd = stride == 1 ? end : std::min(end, (vector / stride + 1) * stride);
+    const std::size_t stretchEnd = std::min(end, shape.stretchEnd(vector));
     while (vector + chunk <= stretchEnd) {
       const std::size_t chunks = std::min(cuts.chunksPerGroup, (stretchEnd - vector) / chunk);
       run(vector, chunks * chunk, plans.chunk, chunk);

@@ -155,37 +155,30 @@ void copy(T* dst, std::ptrdiff_t dstStride, const T* src, std::size_t n) {
 }
 
 }  // namespace strided
-}  // namespace tessel_fft::buffering
 
-#define TESSEL_BUFFERING_CONTIGUOUS_COPY(T)                                                   \
-  template void tessel_fft::buffering::contiguous::serial_copy<T>(T*, const T*, std::size_t); \
-  template void tessel_fft::buffering::contiguous::tbb_copy<T>(T*, const T*, std::size_t);    \
-  template void tessel_fft::buffering::contiguous::copy<T>(T*, const T*, std::size_t);
+// Each kernel by name; the strided gathers and scatters share their names and are told apart by
+// their signatures.
+#define TESSEL_BUFFERING_CONTIGUOUS(T, name) template decltype(contiguous::name<T>) contiguous::name<T>;
+#define TESSEL_BUFFERING_STRIDED(T, F, name)                                    \
+  template void strided::name<T, F>(T*, const T*, std::ptrdiff_t, std::size_t); \
+  template void strided::name<T, F>(T*, std::ptrdiff_t, const T*, std::size_t);
 
-#define TESSEL_BUFFERING_CONJUGATE_COPY(C)                                                              \
-  template void tessel_fft::buffering::contiguous::serial_conjugate_copy<C>(C*, const C*, std::size_t); \
-  template void tessel_fft::buffering::contiguous::tbb_conjugate_copy<C>(C*, const C*, std::size_t);    \
-  template void tessel_fft::buffering::contiguous::conjugate_copy<C>(C*, const C*, std::size_t);
-
-#define TESSEL_BUFFERING_STRIDED_GATHER(T, F)                                                              \
-  template void tessel_fft::buffering::strided::serial_copy<T, F>(T*, const T*, std::ptrdiff_t,            \
-                                                                  std::size_t);                            \
-  template void tessel_fft::buffering::strided::tbb_copy<T, F>(T*, const T*, std::ptrdiff_t, std::size_t); \
-  template void tessel_fft::buffering::strided::copy<T, F>(T*, const T*, std::ptrdiff_t, std::size_t);
-
-#define TESSEL_BUFFERING_STRIDED_SCATTER(T, F)                                                             \
-  template void tessel_fft::buffering::strided::serial_copy<T, F>(T*, std::ptrdiff_t, const T*,            \
-                                                                  std::size_t);                            \
-  template void tessel_fft::buffering::strided::tbb_copy<T, F>(T*, std::ptrdiff_t, const T*, std::size_t); \
-  template void tessel_fft::buffering::strided::copy<T, F>(T*, std::ptrdiff_t, const T*, std::size_t);
-
-#define TESSEL_BUFFERING_COPIES(T)                                \
-  TESSEL_BUFFERING_CONTIGUOUS_COPY(T)                             \
-  TESSEL_BUFFERING_STRIDED_GATHER(T, tessel_fft::buffering::noop) \
-  TESSEL_BUFFERING_STRIDED_SCATTER(T, tessel_fft::buffering::noop)
-#define TESSEL_BUFFERING_CONJUGATING_COPIES(C) \
-  TESSEL_BUFFERING_CONJUGATE_COPY(C)           \
-  TESSEL_BUFFERING_STRIDED_SCATTER(C, tessel_fft::buffering::conjugate)
+#define TESSEL_BUFFERING_COPIES(T)               \
+  TESSEL_BUFFERING_CONTIGUOUS(T, serial_copy)    \
+  TESSEL_BUFFERING_CONTIGUOUS(T, tbb_copy)       \
+  TESSEL_BUFFERING_CONTIGUOUS(T, copy)           \
+  TESSEL_BUFFERING_STRIDED(T, noop, serial_copy) \
+  TESSEL_BUFFERING_STRIDED(T, noop, tbb_copy)    \
+  TESSEL_BUFFERING_STRIDED(T, noop, copy)
+#define TESSEL_BUFFERING_CONJUGATING_COPIES(C)                                                 \
+  TESSEL_BUFFERING_CONTIGUOUS(C, serial_conjugate_copy)                                        \
+  TESSEL_BUFFERING_CONTIGUOUS(C, tbb_conjugate_copy)                                           \
+  TESSEL_BUFFERING_CONTIGUOUS(C, conjugate_copy)                                               \
+  template void strided::serial_copy<C, conjugate>(C*, std::ptrdiff_t, const C*, std::size_t); \
+  template void strided::tbb_copy<C, conjugate>(C*, std::ptrdiff_t, const C*, std::size_t);    \
+  template void strided::copy<C, conjugate>(C*, std::ptrdiff_t, const C*, std::size_t);
 
 TESSEL_FOR_EACH_ELEMENT(TESSEL_BUFFERING_COPIES)
 TESSEL_FOR_EACH_COMPLEX_ELEMENT(TESSEL_BUFFERING_CONJUGATING_COPIES)
+
+}  // namespace tessel_fft::buffering

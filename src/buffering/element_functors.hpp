@@ -7,6 +7,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "backend/precision.hpp"
+
 namespace tessel_fft::buffering {
 
 inline constexpr std::size_t kKiB = 1024;
@@ -82,7 +84,3 @@ struct conjugate<std::complex<T>> {
 };
 
 }  // namespace tessel_fft::buffering
-
-// X(T) for each element type the kernels move, and for the complex ones alone: the lists of instantiations.
-#define TESSEL_FOR_EACH_COMPLEX_ELEMENT(X) X(std::complex<float>) X(std::complex<double>)
-#define TESSEL_FOR_EACH_ELEMENT(X) X(float) X(double) TESSEL_FOR_EACH_COMPLEX_ELEMENT(X)

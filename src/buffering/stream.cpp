@@ -123,10 +123,9 @@ void stream_scatter_columns(T* dst, std::ptrdiff_t dstStride, const T* const* co
 
 }  // namespace strided
 
-#define TESSEL_STREAM(T)                                                                             \
-  template void contiguous::stream_copy<T>(T*, const T*, std::size_t);                               \
-  template void strided::stream_scatter_columns<T>(T*, std::ptrdiff_t, const T* const*, std::size_t, \
-                                                   std::size_t);
+#define TESSEL_STREAM(T)                                                    \
+  template decltype(contiguous::stream_copy<T>) contiguous::stream_copy<T>; \
+  template decltype(strided::stream_scatter_columns<T>) strided::stream_scatter_columns<T>;
 TESSEL_FOR_EACH_ELEMENT(TESSEL_STREAM)
 
 }  // namespace tessel_fft::buffering

@@ -191,32 +191,21 @@ void transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t sr
 }
 
 }  // namespace interleaved
-}  // namespace tessel_fft::buffering
 
-#define TESSEL_BUFFERING_STRIDED_TRANSPOSE(T, F)                                              \
-  template void tessel_fft::buffering::strided::serial_transpose<T, F>(                       \
-      T*, std::ptrdiff_t, const T*, std::ptrdiff_t, std::size_t, std::size_t);                \
-  template void tessel_fft::buffering::strided::tbb_transpose<T, F>(                          \
-      T*, std::ptrdiff_t, const T*, std::ptrdiff_t, std::size_t, std::size_t);                \
-  template void tessel_fft::buffering::strided::transpose<T, F>(T*, std::ptrdiff_t, const T*, \
-                                                                std::ptrdiff_t, std::size_t, std::size_t);
-
-#define TESSEL_BUFFERING_VECTOR_LISTS(T)                                                                \
-  template void tessel_fft::buffering::strided::gather_rows<T>(T* const*, const T*, std::ptrdiff_t,     \
-                                                               std::size_t, std::size_t);               \
-  template void tessel_fft::buffering::strided::scatter_columns<T>(T*, std::ptrdiff_t, const T* const*, \
-                                                                   std::size_t, std::size_t);
-
-#define TESSEL_BUFFERING_TRANSPOSES(T)                               \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(T, tessel_fft::buffering::noop) \
-  TESSEL_BUFFERING_VECTOR_LISTS(T)
-#define TESSEL_BUFFERING_CONJUGATING_TRANSPOSE(C) \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(C, tessel_fft::buffering::conjugate)
-#define TESSEL_BUFFERING_INTERLEAVED_TRANSPOSE(T)                 \
-  template void tessel_fft::buffering::interleaved::transpose<T>( \
-      T*, std::ptrdiff_t, const T*, std::ptrdiff_t, std::size_t, std::size_t, bool);
+#define TESSEL_BUFFERING_STRIDED_TRANSPOSE(T, F)                                      \
+  template decltype(strided::serial_transpose<T, F>) strided::serial_transpose<T, F>; \
+  template decltype(strided::tbb_transpose<T, F>) strided::tbb_transpose<T, F>;       \
+  template decltype(strided::transpose<T, F>) strided::transpose<T, F>;
+#define TESSEL_BUFFERING_TRANSPOSES(T)                                \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(T, noop)                         \
+  template decltype(strided::gather_rows<T>) strided::gather_rows<T>; \
+  template decltype(strided::scatter_columns<T>) strided::scatter_columns<T>;
+#define TESSEL_BUFFERING_CONJUGATING_TRANSPOSE(C) TESSEL_BUFFERING_STRIDED_TRANSPOSE(C, conjugate)
+#define TESSEL_BUFFERING_INTERLEAVED_TRANSPOSE(T) \
+  template decltype(interleaved::transpose<T>) interleaved::transpose<T>;
 
 TESSEL_FOR_EACH_ELEMENT(TESSEL_BUFFERING_TRANSPOSES)
 TESSEL_FOR_EACH_COMPLEX_ELEMENT(TESSEL_BUFFERING_CONJUGATING_TRANSPOSE)
-TESSEL_BUFFERING_INTERLEAVED_TRANSPOSE(float)
-TESSEL_BUFFERING_INTERLEAVED_TRANSPOSE(double)
+TESSEL_FOR_EACH_REAL(TESSEL_BUFFERING_INTERLEAVED_TRANSPOSE)
+
+}  // namespace tessel_fft::buffering

@@ -6,20 +6,41 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "buffering/blocks.hpp"
-#include "buffering/prefetch.hpp"
+#include "buffering/move_loops.hpp"
+#include "buffering/variants.hpp"
 
 namespace tessel_fft::buffering {
 namespace {
 
 using detail::forEachBlock;
 
-// The plain loops. Both the serial_ forms and the blocks of the tbb_ forms run exactly these, so the two
-// forms produce the same bits.
+// The loops of every kernel here: the chosen variant of the element moves (see variants.hpp), the
+// baseline loops of the conjugating ones. Both the serial_ forms and the blocks of the tbb_ forms run
+// exactly these, so the two forms produce the same bits.
 template <typename T>
 void copyRun(T* dst, const T* src, std::size_t n) {
-  if (n != 0) std::memcpy(static_cast<void*>(dst), static_cast<const void*>(src), n * sizeof(T));
+  moveKernels<T>().copy(dst, src, n);
+}
+
+template <typename T, template <typename> class F>
+void gatherRun(T* dst, const T* src, std::ptrdiff_t srcStride, std::size_t n) {
+  if constexpr (std::is_same_v<F<T>, noop<T>>) {
+    moveKernels<T>().gather(dst, src, srcStride, n);
+  } else {
+    detail::gatherLoop<T, F>(dst, src, srcStride, n);
+  }
+}
+
+template <typename T, template <typename> class F>
+void scatterRun(T* dst, std::ptrdiff_t dstStride, const T* src, std::size_t n) {
+  if constexpr (std::is_same_v<F<T>, noop<T>>) {
+    moveKernels<T>().scatter(dst, dstStride, src, n);
+  } else {
+    detail::scatterLoop<T, F>(dst, dstStride, src, n);
+  }
 }
 
 // The sign bits of the imaginary parts in a 16-byte register of complex values: flipping them with an
@@ -42,40 +63,6 @@ void conjugateCopyRun(C* dst, const C* src, std::size_t n) {
   }
   const conjugate<C> f;
   for (; i < count; ++i) f(dst[i], src[-i]);
-}
-
-// A walk whose stride spans a cache line touches a new line with every element.
-template <typename T>
-bool spansCacheLines(std::ptrdiff_t stride) {
-  return static_cast<std::size_t>(stride < 0 ? -stride : stride) * sizeof(T) >= kCacheLineBytes;
-}
-
-template <typename T, template <typename> class F>
-void gatherRun(T* dst, const T* src, std::ptrdiff_t srcStride, std::size_t n) {
-  const F<T> f;
-  const auto count = static_cast<std::ptrdiff_t>(n);
-  std::ptrdiff_t i = 0;
-  if (spansCacheLines<T>(srcStride)) {
-    for (; i + kPrefetchAheadSteps < count; ++i) {
-      prefetchForRead(src + (i + kPrefetchAheadSteps) * srcStride);
-      f(dst[i], src[i * srcStride]);
-    }
-  }
-  for (; i < count; ++i) f(dst[i], src[i * srcStride]);
-}
-
-template <typename T, template <typename> class F>
-void scatterRun(T* dst, std::ptrdiff_t dstStride, const T* src, std::size_t n) {
-  const F<T> f;
-  const auto count = static_cast<std::ptrdiff_t>(n);
-  std::ptrdiff_t i = 0;
-  if (spansCacheLines<T>(dstStride)) {
-    for (; i + kPrefetchAheadSteps < count; ++i) {
-      prefetchForRead(dst + (i + kPrefetchAheadSteps) * dstStride);
-      f(dst[i * dstStride], src[i]);
-    }
-  }
-  for (; i < count; ++i) f(dst[i * dstStride], src[i]);
 }
 
 }  // namespace

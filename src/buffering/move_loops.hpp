@@ -13,6 +13,8 @@
 #include "buffering/prefetch.hpp"
 
 namespace tessel_fft::buffering::detail {
+// Internal to each file that includes this: every file compiles and inlines its own copies.
+namespace {
 
 template <typename T>
 void copyLoop(T* dst, const T* src, std::size_t n) {
@@ -127,4 +129,5 @@ inline void streamBytesLoop(char* dst, const char* src, std::size_t bytes) {
   std::memcpy(dst, src, bytes);
 }
 
+}  // namespace
 }  // namespace tessel_fft::buffering::detail

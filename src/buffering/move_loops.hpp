@@ -27,32 +27,31 @@ bool spansCacheLines(std::ptrdiff_t stride) {
   return static_cast<std::size_t>(stride < 0 ? -stride : stride) * sizeof(T) >= kCacheLineBytes;
 }
 
+// Calls move(i) for i in [0, n), where `far` walks the strided side of the move: ahead of the walk its
+// lines are prefetched where each step touches a new one.
+template <typename T, typename Move>
+void walkStrided(const T* far, std::ptrdiff_t stride, std::size_t n, const Move& move) {
+  const auto count = static_cast<std::ptrdiff_t>(n);
+  std::ptrdiff_t i = 0;
+  if (spansCacheLines<T>(stride)) {
+    for (; i + kPrefetchAheadSteps < count; ++i) {
+      prefetchForRead(far + (i + kPrefetchAheadSteps) * stride);
+      move(i);
+    }
+  }
+  for (; i < count; ++i) move(i);
+}
+
 template <typename T, template <typename> class F>
 void gatherLoop(T* dst, const T* src, std::ptrdiff_t srcStride, std::size_t n) {
   const F<T> f;
-  const auto count = static_cast<std::ptrdiff_t>(n);
-  std::ptrdiff_t i = 0;
-  if (spansCacheLines<T>(srcStride)) {
-    for (; i + kPrefetchAheadSteps < count; ++i) {
-      prefetchForRead(src + (i + kPrefetchAheadSteps) * srcStride);
-      f(dst[i], src[i * srcStride]);
-    }
-  }
-  for (; i < count; ++i) f(dst[i], src[i * srcStride]);
+  walkStrided(src, srcStride, n, [&](std::ptrdiff_t i) { f(dst[i], src[i * srcStride]); });
 }
 
 template <typename T, template <typename> class F>
 void scatterLoop(T* dst, std::ptrdiff_t dstStride, const T* src, std::size_t n) {
   const F<T> f;
-  const auto count = static_cast<std::ptrdiff_t>(n);
-  std::ptrdiff_t i = 0;
-  if (spansCacheLines<T>(dstStride)) {
-    for (; i + kPrefetchAheadSteps < count; ++i) {
-      prefetchForRead(dst + (i + kPrefetchAheadSteps) * dstStride);
-      f(dst[i * dstStride], src[i]);
-    }
-  }
-  for (; i < count; ++i) f(dst[i * dstStride], src[i]);
+  walkStrided<T>(dst, dstStride, n, [&](std::ptrdiff_t i) { f(dst[i * dstStride], src[i]); });
 }
 
 // How much of a far run the walks below prefetch: its start, after which the hardware follows it.

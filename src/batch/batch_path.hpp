@@ -16,7 +16,7 @@ struct BatchPath {
   bool threaded;
   std::uint64_t plannerThreads;
 
-  // Where an inverse's division may spread over tasks: a pooled run is spread already.
+  // Where an inverse's division may spread over tasks: a pooled batch is spread already.
   bool divisionOverTasks() const { return threaded && !pooled; }
 };
 

@@ -32,7 +32,7 @@ class BatchPlans {
     prepare(pair.input, pair.output, needs);
   }
 
-  // The same on a pair borrowed from the pool of a pooled run and given back at once.
+  // The same on a pair borrowed from the pool of a pooled batch and given back at once.
   void preparePooled(MultiBufferMgr& manager, const PlanNeeds& needs) {
     withPooledPair(manager, [&](void* input, void* output) { prepare(input, output, needs); });
   }

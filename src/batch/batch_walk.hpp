@@ -1,4 +1,15 @@
-// How a batch is cut into runs of vectors that move together, and the walk over a range of them.
+// How a batch is cut into groups of vectors that move together, and the walk over a range of them.
+//
+// The words of batch/, from the largest:
+//   batch    the vectors of one driver call, `numVectors` of them.
+//   block    `stride` adjacent columns of the caller's array: the vectors that lie side by side.
+//   stretch  what the walk cuts into chunks together: a block, or at stride 1 the whole batch.
+//   range    the vectors one loop call covers: the whole batch, or one task's share of it.
+//   group    the vectors one step gathers into scratch, transforms and moves out together: several
+//            chunks of one stretch, or the single vectors left over at its end.
+//   unit     the vectors one execution of a plan transforms: a chunk (`chunkSize` vectors, the chunk
+//            plan) or one vector (the single plan).
+// The gather moves a group from the array into scratch, the move out from scratch into the array.
 #pragma once
 
 #include <algorithm>
@@ -46,7 +57,7 @@ struct PlanNeeds {
   }
 };
 
-// The plans a loop runs, shared read-only by every task of a run: `chunk` transforms `chunkSize`
+// The plans a loop runs, shared read-only by every task of a batch: `chunk` transforms `chunkSize`
 // vectors at once, `single` one. Either may be null where the batch cannot need it.
 template <typename Plan>
 struct PlanPair {
@@ -60,7 +71,7 @@ struct PlanPair {
 // out together, so that a strided gather reads whole cache lines of each row; the columns left over go
 // through the single plan, as one group as well where `chunksPerGroup` allows more than one plan per
 // group. Groups hold at most chunksPerGroup * chunkSize vectors, which is what scratch holds.
-struct RunCuts {
+struct GroupCuts {
   std::size_t chunkSize;
   std::size_t chunksPerGroup;
   // Whether the plan units of a group lie one cache line further apart than they need. A strided group
@@ -80,22 +91,22 @@ struct RunCuts {
   static constexpr std::size_t kMaxGroupVectors = 256;
 };
 
-// Where the vectors of a run lie, in elements from the first: in plan units of `vectorsPerPlan` vectors
+// Where the vectors of a group lie, in elements from the first: in plan units of `vectorsPerPlan` vectors
 // at `vectorPitch`, units `unitPitch` apart.
-struct RunPlaces {
+struct GroupPlaces {
   std::size_t vectorPitch;
   std::size_t vectorsPerPlan;
   std::size_t unitPitch;
 
   // Places in scratch of a group cut by `cuts`, for elements of `elementBytes`.
-  static RunPlaces inScratch(std::size_t vectorPitch, std::size_t elementBytes, std::size_t vectorsPerPlan,
-                             const RunCuts& cuts) {
-    const std::size_t padding = cuts.padUnits ? RunCuts::kUnitPaddingBytes / elementBytes : 0;
+  static GroupPlaces inScratch(std::size_t vectorPitch, std::size_t elementBytes, std::size_t vectorsPerPlan,
+                               const GroupCuts& cuts) {
+    const std::size_t padding = cuts.padUnits ? GroupCuts::kUnitPaddingBytes / elementBytes : 0;
     return {vectorPitch, vectorsPerPlan, vectorsPerPlan * vectorPitch + padding};
   }
 
   std::size_t unit(std::size_t u) const { return u * unitPitch; }
-  // Whether the units lie back to back, so that the whole run moves as one block of vectors.
+  // Whether the units lie back to back, so that the whole group moves as one piece of vectors.
   bool packed() const { return unitPitch == vectorsPerPlan * vectorPitch; }
   std::size_t of(std::size_t vector) const {
     return vector / vectorsPerPlan * unitPitch + vector % vectorsPerPlan * vectorPitch;
@@ -106,7 +117,7 @@ struct RunPlaces {
 // vectors. `plan` transforms `vectorsPerPlan` of them at a time, `count / vectorsPerPlan` times, at
 // consecutive places in scratch. Offsets are in array elements, to element 0 of the first vector.
 template <typename Plan>
-struct VectorRun {
+struct VectorGroup {
   std::size_t first;
   std::size_t count;
   std::size_t inputOffset;
@@ -139,20 +150,20 @@ struct BatchGroups {
   }
 };
 
-// Calls step(run) over vectors [begin, end), cut by `cuts` into groups of chunks and the single vectors
+// Calls step(group) over vectors [begin, end), cut by `cuts` into groups of chunks and the single vectors
 // left over in each stretch; a strided batch is cut block by block, so every block ends with its own
 // leftovers, and a range may start and end inside a block. A plan that the range cannot need is never
-// passed. Without more than one chunk per group, every single vector is a run of its own.
+// passed. Without more than one chunk per group, every single vector is a group of its own.
 template <typename Plan, typename Step>
-void walkBatch(const BatchShape& shape, const PlanPair<Plan>& plans, const RunCuts& cuts, std::size_t begin,
+void walkBatch(const BatchShape& shape, const PlanPair<Plan>& plans, const GroupCuts& cuts, std::size_t begin,
                std::size_t end, Step&& step) {
   // An empty range may come with a stride of 0 (an array with an empty leading extent).
   if (begin >= end) return;
   const std::size_t stride = shape.stride;
-  const auto run = [&](std::size_t first, std::size_t count, Plan plan, std::size_t vectorsPerPlan) {
+  const auto emit = [&](std::size_t first, std::size_t count, Plan plan, std::size_t vectorsPerPlan) {
     const std::size_t block = first / stride, column = first % stride;
-    step(VectorRun<Plan>{first, count, block * stride * shape.inputLength + column,
-                         block * stride * shape.length + column, plan, vectorsPerPlan});
+    step(VectorGroup<Plan>{first, count, block * stride * shape.inputLength + column,
+                           block * stride * shape.length + column, plan, vectorsPerPlan});
   };
   const std::size_t chunk = cuts.chunkSize;
   const std::size_t singlesPerGroup = cuts.chunksPerGroup > 1 ? cuts.groupVectors() : 1;
@@ -161,12 +172,12 @@ void walkBatch(const BatchShape& shape, const PlanPair<Plan>& plans, const RunCu
     const std::size_t stretchEnd = std::min(end, shape.stretchEnd(vector));
     while (vector + chunk <= stretchEnd) {
       const std::size_t chunks = std::min(cuts.chunksPerGroup, (stretchEnd - vector) / chunk);
-      run(vector, chunks * chunk, plans.chunk, chunk);
+      emit(vector, chunks * chunk, plans.chunk, chunk);
       vector += chunks * chunk;
     }
     while (vector < stretchEnd) {
       const std::size_t count = std::min(singlesPerGroup, stretchEnd - vector);
-      run(vector, count, plans.single, 1);
+      emit(vector, count, plans.single, 1);
       vector += count;
     }
   }

@@ -11,7 +11,7 @@
 
 namespace tessel_fft {
 
-// Divisors for the first element of each vector and for the others, applied while a run is in scratch:
+// Divisors for the first element of each vector and for the others, applied while a group is in scratch:
 // to its input before the transform, or to its output after it. What the orthonormal N-D transforms add
 // to a batch.
 template <typename R>
@@ -33,7 +33,7 @@ struct DCSTPass {
 // The hooks of a batch with edge divisors: each vector's first element divided by one divisor and the
 // others by the other, before or after its unit runs.
 template <typename R>
-struct EdgeDivision : NoRunHooks {
+struct EdgeDivision : NoHooks {
   const EdgeDivisors<R>* divisors;
 
   void beforeUnit(R* first, std::size_t pitch, std::size_t count) const {

@@ -24,7 +24,7 @@ std::size_t planOutputLength(std::size_t n) {
 }
 
 // The move out of an r2c batch completes its one-sided spectra.
-struct SpectrumCompletion : NoRunHooks {
+struct SpectrumCompletion : NoHooks {
   static constexpr bool completesSpectra = true;
 };
 
@@ -39,7 +39,7 @@ void quillFFT1D(fftwContext context, fftwPlanCacheInterface<T, Kind, fftwPlanKey
   const BatchSides sides{
       1,     planInputLength<Kind>(fftLength),     planOutputLength<Kind>(fftLength), Kind != c2r,
       false, sign == FFTW_BACKWARD ? fftLength : 1};
-  runBatch<FFTPlanner<T, Kind>, std::conditional_t<Kind == r2c, SpectrumCompletion, NoRunHooks>>(
+  runBatch<FFTPlanner<T, Kind>, std::conditional_t<Kind == r2c, SpectrumCompletion, NoHooks>>(
       context, cache, {stride, fftLength, inputLength, numVectors}, sign, in, out, sides);
 }
 

@@ -14,7 +14,7 @@
 
 namespace tessel_fft {
 
-// How a gather reads vectors and lays them out. Element k of the j-th vector of a run is read at
+// How a gather reads vectors and lays them out. Element k of the j-th vector of a group is read at
 // source[k * stride + j] (adjacent columns of a block); at stride 1 the vectors lie one after another,
 // inputLength apart. In scratch every vector has `logicalLength` places: the first
 // min(inputLength, logicalLength) are copied, the rest are zero.
@@ -34,9 +34,9 @@ void zeroPadVectors(E* vectors, std::size_t logicalLength, std::size_t usedLengt
   }
 }
 
-// Gathers `count` vectors from `source` into `scratch` by `layout`. A strided run of several columns
+// Gathers `count` vectors from `source` into `scratch` by `layout`. A strided group of several columns
 // is one transposing copy, which reads `count` adjacent elements per row of the block; one column is a
-// strided copy. Contiguous vectors without padding or cutting are one copy of the whole run.
+// strided copy. Contiguous vectors without padding or cutting are one copy of the whole group.
 template <typename E>
 void copyToInputBuffer(E* scratch, const E* source, const GatherLayout& layout, std::size_t count) {
   const std::size_t logical = layout.logicalLength;
@@ -66,10 +66,10 @@ void copyToInputBuffer(E* scratch, const E* source, const GatherLayout& layout, 
 // `destination` point at the part in the first vector.
 //
 // Gathers one part of `count` interleaved vectors into dense real vectors of layout.logicalLength. Where
-// a run is a single stretch of array elements (one vector, or whole contiguous vectors without padding)
+// a group is a single stretch of array elements (one vector, or whole contiguous vectors without padding)
 // the real gather at doubled stride serves unchanged.
 template <typename R>
-void gatherPart(R* scratch, const R* source, const GatherLayout& layout, std::size_t count) {
+void loadPart(R* scratch, const R* source, const GatherLayout& layout, std::size_t count) {
   const std::size_t n = layout.logicalLength;
   const std::size_t used = std::min(layout.inputLength, n);
   if (count == 1) {
@@ -85,9 +85,9 @@ void gatherPart(R* scratch, const R* source, const GatherLayout& layout, std::si
   }
 }
 
-// The reverse of gatherPart for `count` transformed vectors of n elements.
+// The reverse of loadPart for `count` transformed vectors of n elements.
 template <typename R>
-void scatterPart(R* destination, const R* scratch, std::size_t stride, std::size_t n, std::size_t count) {
+void storePart(R* destination, const R* scratch, std::size_t stride, std::size_t n, std::size_t count) {
   if (stride != 1 && count > 1) {
     buffering::interleaved::transpose(destination, static_cast<std::ptrdiff_t>(stride), scratch,
                                       static_cast<std::ptrdiff_t>(n), count, n, false);
@@ -100,10 +100,10 @@ void scatterPart(R* destination, const R* scratch, std::size_t stride, std::size
 // Gathers one part (`parts` is 2 for interleaved complex vectors through a real plan, else 1) of `count`
 // vectors into dense vectors of layout.logicalLength.
 template <typename E>
-void gatherVectors(E* scratch, const E* source, const GatherLayout& layout, std::size_t parts,
-                   std::size_t count) {
+void loadVectors(E* scratch, const E* source, const GatherLayout& layout, std::size_t parts,
+                 std::size_t count) {
   if constexpr (std::is_floating_point_v<E>) {
-    if (parts == 2) return gatherPart(scratch, source, layout, count);
+    if (parts == 2) return loadPart(scratch, source, layout, count);
   }
   copyToInputBuffer(scratch, source, layout, count);
 }
@@ -112,10 +112,10 @@ void gatherVectors(E* scratch, const E* source, const GatherLayout& layout, std:
 // `streamOut` contiguous vectors bypass the caches. Where the plans wrote into the array already
 // (`scratch` is `destination`) nothing moves.
 template <typename E>
-void scatterVectors(E* destination, const E* scratch, std::size_t stride, std::size_t n, std::size_t parts,
-                    std::size_t count, bool streamOut) {
+void storeVectors(E* destination, const E* scratch, std::size_t stride, std::size_t n, std::size_t parts,
+                  std::size_t count, bool streamOut) {
   if constexpr (std::is_floating_point_v<E>) {
-    if (parts == 2) return scatterPart(destination, scratch, stride, n, count);
+    if (parts == 2) return storePart(destination, scratch, stride, n, count);
   }
   if (stride != 1) {
     copyFromOutputBuffer(scratch, n, count, StridedOutput<E>{destination, stride});

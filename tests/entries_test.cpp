@@ -48,6 +48,7 @@ void expectAllPass(const std::vector<Call>& calls) {
 // planning on scratch, FFTW's threads, zero lengths) serves every family and is tested here once.
 // Partial last blocks run inverse: the division must reach all their vectors.
 TEST(Accuracy, BatchedFFT) {
+  // clang-format off
   const std::vector<Call> rows = {
       {.single = F, .kind = c2c, .n = 16, .numVectors = 10},                    // stride 1: chunks and a tail
       {.kind = r2c, .n = 13, .inputLength = 9, .numVectors = 6, .sign = kInv},  // prime, padded, r2c scaled
@@ -60,13 +61,7 @@ TEST(Accuracy, BatchedFFT) {
       {.kind = c2c, .stride = 4, .n = 64, .numVectors = 606, .threads = 2, .sign = kInv},
       {.single = F, .kind = r2c, .stride = 12, .n = 64, .numVectors = 1003, .threads = 2, .chunk = 3},
       {.kind = c2r, .n = 64, .numVectors = 300, .threads = 4, .sign = kInv},
-      {.single = F,
-       .kind = c2c,
-       .stride = 37,
-       .n = 64,
-       .inputLength = 60,
-       .numVectors = 333,
-       .threads = 4,
+      {.single = F, .kind = c2c, .stride = 37, .n = 64, .inputLength = 60, .numVectors = 333, .threads = 4,
        .chunk = 3},
       {.kind = r2c, .n = 96, .inputLength = 90, .numVectors = 301, .threads = 2, .chunk = 1},
       {.single = F, .kind = c2c, .n = 4096, .numVectors = 2, .threads = 4, .sign = kInv},
@@ -76,21 +71,15 @@ TEST(Accuracy, BatchedFFT) {
       {.kind = c2c, .n = 8, .inputLength = 0, .numVectors = 6, .sign = kInv},  // zeros transformed
       {.single = F, .kind = c2c, .stride = 6, .n = 8, .numVectors = 0, .sign = kInv, .flags = kMeasure},
       {.kind = r2c, .stride = 0, .n = 8, .numVectors = 0},  // empty leading extent: stride 0
-      {.kind = c2c, .n = 0, .inputLength = 8, .numVectors = 8, .threads = 4, .sign = kInv},  // nothing
-                                                                                             // touched
+      {.kind = c2c, .n = 0, .inputLength = 8, .numVectors = 8, .threads = 4, .sign = kInv},  // untouched
       {.kind = c2c, .n = 16, .numVectors = 8, .flags = kInPlace | kMeasure},  // plans measured on scratch
-      {.single = F,
-       .kind = c2c,
-       .stride = 33,
-       .n = 64,
-       .numVectors = 231,
-       .threads = 4,
-       .sign = kInv,
-       .flags = kInPlace},                                                 // pooled, strided, in place
+      {.single = F, .kind = c2c, .stride = 33, .n = 64, .numVectors = 231, .threads = 4, .sign = kInv,
+       .flags = kInPlace},  // pooled, strided, in place
       {.kind = c2c, .n = 65536, .threads = 4, .sign = kInv},               // FFTW's own threads
       {.single = F, .kind = c2r, .n = 65535, .threads = 4, .sign = kInv},  // one below: one thread
       {.single = F, .kind = r2c, .n = 8192, .numVectors = 2, .flags = kHybrid | kKeepingCache},
   };
+  // clang-format on
   expectAllPass(rows);
 }
 
@@ -122,76 +111,38 @@ TEST(Accuracy, DCST) {
     call.family = Family::DCST;
     return call;
   };
+  // clang-format off
   std::vector<Call> rows = {
       dcst({.kind = 0, .n = 13, .inputLength = 9, .numVectors = 6, .sign = 1, .flags = kComplex}),  // padded
       dcst({.single = F, .kind = 1, .n = 12, .inputLength = 20, .numVectors = 7, .flags = kComplex}),  // cut
       dcst({.kind = 2, .stride = 7, .n = 9, .inputLength = 6, .numVectors = 21}),  // three tails a block
-      dcst({.single = F,
-            .kind = 3,
-            .stride = 6,
-            .n = 5,
-            .numVectors = 12,
-            .chunk = 1,
-            .sign = 1,
+      dcst({.single = F, .kind = 3, .stride = 6, .n = 5, .numVectors = 12, .chunk = 1, .sign = 1,
             .flags = kComplex}),  // chunk 1, complex
       dcst({.kind = 4, .n = 6, .inputLength = 4, .numVectors = 5, .chunk = 1, .sign = 0}),  // no division
-      dcst({.single = F,
-            .kind = 5,
-            .stride = 6,
-            .n = 14,
-            .numVectors = 18,
-            .chunk = 3,
-            .sign = 1,
-            .flags = kInPlace}),                                                    // in place, strided
+      dcst({.single = F, .kind = 5, .stride = 6, .n = 14, .numVectors = 18, .chunk = 3, .sign = 1,
+            .flags = kInPlace}),  // in place, strided
       dcst({.kind = 6, .stride = 3, .n = 97, .numVectors = 6, .flags = kComplex}),  // prime
       dcst({.single = F, .kind = 7, .stride = 9, .n = 2, .inputLength = 3, .numVectors = 18, .sign = 1}),
       dcst({.kind = 0, .stride = 3, .n = 9, .inputLength = 0, .numVectors = 6, .sign = 1, .flags = kComplex}),
-      dcst({.kind = 2, .stride = 8, .n = 16, .numVectors = 13, .sign = 1, .flags = kComplex}),  // partial
-                                                                                                // block
+      dcst({.kind = 2, .stride = 8, .n = 16, .numVectors = 13, .sign = 1, .flags = kComplex}),  // last block
       // Pooled complex: strided, truncated, one or two vectors a task.
-      dcst({.kind = 4,
-            .stride = 6,
-            .n = 4,
-            .inputLength = 3,
-            .numVectors = 8400,
-            .threads = 2,
-            .sign = 1,
+      dcst({.kind = 4, .stride = 6, .n = 4, .inputLength = 3, .numVectors = 8400, .threads = 2, .sign = 1,
             .flags = kComplex}),
-      dcst({.single = F,
-            .kind = 5,
-            .n = 5,
-            .inputLength = 7,
-            .numVectors = 7000,
-            .threads = 4,
+      dcst({.single = F, .kind = 5, .n = 5, .inputLength = 7, .numVectors = 7000, .threads = 4,
             .flags = kComplex}),
       dcst({.single = F, .kind = 7, .n = 400, .numVectors = 31, .threads = 2, .sign = 1, .flags = kComplex}),
       dcst({.kind = 0, .n = 1100, .numVectors = 8, .threads = 4, .sign = 1}),  // direct, division over tasks
-      dcst({.kind = 2,
-            .stride = 12,
-            .n = 257,
-            .numVectors = 96,
-            .threads = 2,
-            .sign = 1,
+      dcst({.kind = 2, .stride = 12, .n = 257, .numVectors = 96, .threads = 2, .sign = 1,
             .flags = kComplex | kShiftIn | kShiftOut}),
       dcst({.single = F, .kind = 3, .n = 33, .numVectors = 5, .sign = 1, .flags = kMeasure | kKeepingCache}),
-      dcst({.single = F,
-            .kind = 1,
-            .stride = 3,
-            .n = 0,
-            .inputLength = 7,
-            .numVectors = 11,
-            .sign = 1,
+      dcst({.single = F, .kind = 1, .stride = 3, .n = 0, .inputLength = 7, .numVectors = 11, .sign = 1,
             .flags = kComplex}),  // n 0: nothing touched
   };
   // DCT-I is undefined for one point; every other kind at n 1.
   for (int kind = 1; kind < 8; ++kind)
-    rows.push_back(dcst({.single = kind % 2 == 0,
-                         .kind = kind,
-                         .stride = 4,
-                         .n = 1,
-                         .inputLength = 2,
-                         .numVectors = 8,
-                         .sign = 1}));
+    rows.push_back(dcst({.single = kind % 2 == 0, .kind = kind, .stride = 4, .n = 1, .inputLength = 2,
+                         .numVectors = 8, .sign = 1}));
+  // clang-format on
   expectAllPass(rows);
 }
 
@@ -240,6 +191,7 @@ TEST(Accuracy, DctND) {
 
 // Direct and pooled, contiguous and strided runs of each family; interleaved calls measure, so that
 // planning needs scratch (wisdom is forgotten before every attempt).
+// clang-format off
 const Call kSweep[] = {
     {.kind = c2c, .n = 16, .numVectors = 10, .sign = kInv},
     {.single = F, .kind = r2c, .stride = 6, .n = 16, .inputLength = 14, .numVectors = 12},
@@ -247,45 +199,20 @@ const Call kSweep[] = {
     {.single = F, .kind = c2c, .stride = 40, .n = 256, .numVectors = 400, .threads = 2},
     {.family = Family::NoCopy, .kind = c2c, .n = 16, .numVectors = 10, .sign = kInv, .flags = kKeepingCache},
     {.family = Family::NoCopy, .single = F, .kind = r2c, .n = 256, .numVectors = 400, .threads = 2},
-    {.family = Family::DCST,
-     .kind = 3,
-     .stride = 5,
-     .n = 16,
-     .numVectors = 20,
-     .sign = 1,
+    {.family = Family::DCST, .kind = 3, .stride = 5, .n = 16, .numVectors = 20, .sign = 1,
      .flags = kRefusingCache},
-    {.family = Family::DCST,
-     .single = F,
-     .kind = 5,
-     .n = 8,
-     .numVectors = 4000,
-     .threads = 2,
-     .sign = 1,
+    {.family = Family::DCST, .single = F, .kind = 5, .n = 8, .numVectors = 4000, .threads = 2, .sign = 1,
      .flags = kComplex},
     {.family = Family::ND, .kind = 0, .sign = 0, .flags = kOrthonormal, .dims = {9, 6, 13}},
     {.family = Family::ND, .single = F, .kind = 1, .sign = 0, .flags = kComplex, .dims = {64, 3, 5}},
-    {.family = Family::Interleaved1D,
-     .single = F,
-     .kind = r2c,
-     .n = 64,
-     .numVectors = 3,
-     .chunk = 1,
+    {.family = Family::Interleaved1D, .single = F, .kind = r2c, .n = 64, .numVectors = 3, .chunk = 1,
      .flags = kFullEmbed | kMeasure},
-    {.family = Family::Interleaved1D,
-     .kind = c2c,
-     .n = 30,
-     .numVectors = 2,
-     .chunk = 1,
-     .sign = kInv,
+    {.family = Family::Interleaved1D, .kind = c2c, .n = 30, .numVectors = 2, .chunk = 1, .sign = kInv,
      .flags = kMeasure | kShiftIn},
-    {.family = Family::Interleaved2D,
-     .kind = c2r,
-     .n = 16,
-     .numVectors = 12,
-     .chunk = 1,
-     .sign = kInv,
+    {.family = Family::Interleaved2D, .kind = c2r, .n = 16, .numVectors = 12, .chunk = 1, .sign = kInv,
      .flags = kMeasure},
 };
+// clang-format on
 
 // For k = 0, 1, ... until nothing is left to fail: with its k-th allocation failed a call succeeds or
 // throws "FFTW:nomem", leaks no block, and runs once more (so the planner's lock is free).

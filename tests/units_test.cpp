@@ -306,15 +306,11 @@ TEST(Plans, BatchRequests) {
   for (const Requests& r : kRequests) {
     const int sign = row++ % 2 ? FFTW_BACKWARD : FFTW_FORWARD;
     for (const Family family : {row % 3 ? Family::Quill : Family::NoCopy, Family::DCST}) {
-      const Call call{.family = family,
-                      .kind = family == Family::DCST ? 1 : c2c,
-                      .stride = r.stride,
-                      .n = r.n,
-                      .numVectors = r.numVectors,
-                      .threads = r.threads,
-                      .chunk = r.chunk,
-                      .sign = sign,
-                      .flags = kKeepingCache};
+      // clang-format off
+      const Call call{.family = family, .kind = family == Family::DCST ? 1 : c2c, .stride = r.stride,
+                      .n = r.n, .numVectors = r.numVectors, .threads = r.threads, .chunk = r.chunk,
+                      .sign = sign, .flags = kKeepingCache};
+      // clang-format on
       SCOPED_TRACE(describe(call));
       CacheSet caches;
       EXPECT_EQ(runCall(call, &caches).failure, "");

@@ -160,20 +160,6 @@ void runTasks(MultiBufferMgr& manager, const BatchGroups& groups, std::size_t gr
       tbb::simple_partitioner());
 }
 
-// What a family tells the skeleton about its batch besides the shape.
-struct BatchSides {
-  std::size_t parts;             // 1, or 2 for interleaved complex vectors through a real plan
-  std::size_t planInputLength;   // places per vector on each side of the plans
-  std::size_t planOutputLength;  // (a one-sided spectrum's n/2+1 on its side)
-  // Whether the plans may read the caller's input where it lies: they leave their input as it was
-  // (every out-of-place kind but c2r), and nothing changes it before them.
-  bool plansKeepInput;
-  // Whether another pass reads the output right away, which then stays in the caches instead of
-  // streaming past them.
-  bool outputReadNext;
-  std::uint64_t divisor;  // of an inverse transform; 1 for none
-};
-
 // Runs a batch whose transform length is not 0 from `in` to `out` (arrays of the plans' element values):
 // decides the direct moves and streaming, chooses the path and narrows the context's thread count (see
 // configureBatchContext), gets scratch and plans, and runs the family's RangeBody over the whole batch on
@@ -197,11 +183,7 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
   const ScratchLayout scratch{sides.planInputLength * sizeof(In), sides.planOutputLength * sizeof(Out),
                               sides.parts * sizeof(In), direct.output ? out : nullptr};
   const RangeBody<In, Out, typename Planner::Plan, Hooks> body{
-      in,
-      out,
-      shape,
-      {sides.parts, sides.planInputLength, sides.planOutputLength, direct.input, streamOut, sides.divisor},
-      hooks};
+      in, out, shape, {sides, direct.input, streamOut}, hooks};
 
   const BatchPath path = configureBatchContext(context, shape.numVectors, n);
   const std::size_t chunk = context.getChunkSize();

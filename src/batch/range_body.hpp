@@ -26,14 +26,25 @@ struct LoopSetting {
   bool divisionOverTasks;
 };
 
-// How one batch moves, decided once for all its runs (see runBatch).
-struct BatchMoves {
+// What a family tells the skeleton about its batch besides the shape.
+struct BatchSides {
   std::size_t parts;             // 1, or 2 for interleaved complex vectors through a real plan
   std::size_t planInputLength;   // places per vector on each side of the plans
   std::size_t planOutputLength;  // (a one-sided spectrum's n/2+1 on its side)
-  bool directInput;              // plans read the caller's input vectors where they lie
-  bool streamOut;                // the output is too large for the caches
-  std::uint64_t divisor;         // of an inverse transform; 1 for none
+  // Whether the plans may read the caller's input where it lies: they leave their input as it was
+  // (every out-of-place kind but c2r), and nothing changes it before them.
+  bool plansKeepInput;
+  // Whether another pass reads the output right away, which then stays in the caches instead of
+  // streaming past them.
+  bool outputReadNext;
+  std::uint64_t divisor;  // of an inverse transform; 1 for none
+};
+
+// How one batch moves, decided once for all its groups (see runBatch).
+struct BatchMoves {
+  BatchSides sides;
+  bool directInput;  // plans read the caller's input vectors where they lie
+  bool streamOut;    // the output is too large for the caches
 };
 
 // The hooks of a family that adds nothing to the body: the default.
@@ -48,10 +59,9 @@ struct NoHooks {
   void afterUnit(E*, std::size_t, std::size_t) const {}
 };
 
-// The loop of one range of vectors. In and Out are the plans' element types on each side (FFTW's), the
-// arrays hold the same values; Hooks is NoHooks or a family's variant of it. Where the output block
-// is the output array itself the plans write straight into the array, and only an r2c spectrum still
-// moves, in place. Tasks share one body read-only.
+// The loop of one range of vectors. In and Out are the arrays' element types on each side of the plans; Hooks
+// is NoHooks or a family's variant of it. Where the output block is the output array itself the plans write
+// straight into the array, and only an r2c spectrum still moves, in place. Tasks share one body read-only.
 template <typename In, typename Out, typename Plan, typename Hooks = NoHooks>
 struct RangeBody {
   const In* in;
@@ -66,7 +76,7 @@ struct RangeBody {
     In* const inBuf = static_cast<In*>(inBlock);
     Out* const outBuf = static_cast<Out*>(outBlock);
     const bool directOutput = outBuf == out;
-    const std::size_t parts = moves.parts;
+    const std::size_t parts = moves.sides.parts;
     walkBatch(shape, setting.plans, setting.cuts, begin, end, [&](const VectorGroup<Plan>& group) {
       const In* const source = in + parts * group.inputOffset;
       Out* const destination = out + parts * group.outputOffset;
@@ -76,11 +86,12 @@ struct RangeBody {
       const GroupPlaces inputPlaces =
           moves.directInput
               ? GroupPlaces{shape.inputLength, vectorsPerPlan, vectorsPerPlan * shape.inputLength}
-              : GroupPlaces::inScratch(moves.planInputLength, sizeof(In), vectorsPerPlan, setting.cuts);
+              : GroupPlaces::inScratch(moves.sides.planInputLength, sizeof(In), vectorsPerPlan, setting.cuts);
       const GroupPlaces outputPlaces =
           directOutput
-              ? GroupPlaces{moves.planOutputLength, vectorsPerPlan, vectorsPerPlan * shape.length}
-              : GroupPlaces::inScratch(moves.planOutputLength, sizeof(Out), vectorsPerPlan, setting.cuts);
+              ? GroupPlaces{moves.sides.planOutputLength, vectorsPerPlan, vectorsPerPlan * shape.length}
+              : GroupPlaces::inScratch(moves.sides.planOutputLength, sizeof(Out), vectorsPerPlan,
+                                       setting.cuts);
       In* const planInput = moves.directInput ? const_cast<In*>(source) : inBuf;
       Out* const planOutput = directOutput ? destination : outBuf;
       for (std::size_t part = 0; part < parts; ++part) {
@@ -90,8 +101,8 @@ struct RangeBody {
           Out* const unitOutput = planOutput + outputPlaces.unit(u);
           hooks.beforeUnit(unitInput, inputPlaces.vectorPitch, vectorsPerPlan);
           api.execute(group.plan, asFftw(unitInput), asFftw(unitOutput));
-          if (moves.divisor != 1)
-            scaleInverse(unitOutput, moves.divisor, vectorsPerPlan * outputPlaces.vectorPitch,
+          if (moves.sides.divisor != 1)
+            scaleInverse(unitOutput, moves.sides.divisor, vectorsPerPlan * outputPlaces.vectorPitch,
                          setting.divisionOverTasks);
           hooks.afterUnit(unitOutput, outputPlaces.vectorPitch, vectorsPerPlan);
         }
@@ -102,11 +113,13 @@ struct RangeBody {
   }
 
   // In the arrays, a group's vectors are adjacent columns, or at stride 1 whole vectors one after another.
-  std::size_t arrayStep(std::size_t length) const { return moves.parts * (shape.stride == 1 ? length : 1); }
+  std::size_t arrayStep(std::size_t length) const {
+    return moves.sides.parts * (shape.stride == 1 ? length : 1);
+  }
 
   // Whether `count` vectors of one block move through the rows of their columns at once, which the
   // gather does for several plan units and the move out for several vectors.
-  bool byRows(std::size_t count) const { return moves.parts == 1 && shape.stride != 1 && count > 1; }
+  bool byRows(std::size_t count) const { return moves.sides.parts == 1 && shape.stride != 1 && count > 1; }
 
   // Gathers one part of the group's vectors into their places in scratch, cut to or padded with zeros to
   // the length the plans read. A strided group is one pass over the rows of its columns; a packed group
@@ -127,7 +140,7 @@ struct RangeBody {
     const std::size_t step = arrayStep(shape.inputLength);
     for (std::size_t u = 0; u < (packed ? 1 : group.executions()); ++u) {
       loadVectors(inBuf + places.unit(u), source + u * group.vectorsPerPlan * step,
-                  {shape.stride, shape.inputLength, logical}, moves.parts, count);
+                  {shape.stride, shape.inputLength, logical}, moves.sides.parts, count);
     }
   }
 
@@ -164,8 +177,8 @@ struct RangeBody {
           copyFromOutputBuffer(unitOutput, n, count, StridedOutput<Out>{unitDestination, stride}, r2cTag{});
         }
       } else {
-        storeVectors(unitDestination, static_cast<const Out*>(unitOutput), stride, n, moves.parts, count,
-                     moves.streamOut);
+        storeVectors(unitDestination, static_cast<const Out*>(unitOutput), stride, n, moves.sides.parts,
+                     count, moves.streamOut);
       }
     }
   }

@@ -413,11 +413,10 @@ TEST(PooledRun, ExceptionInOneTaskComesOutOnceAndFreesAllPairs) {
   }
 }
 
-// Counts the oneTBB workers that join the calling thread's arena while it lives. Each test runs in a
-// process of its own, so no worker is inside before the first parallel loop.
+// Counts the oneTBB workers that join `arena` while it lives.
 struct WorkerEntries : tbb::task_scheduler_observer {
   std::atomic<int> count{0};
-  WorkerEntries() { observe(true); }
+  explicit WorkerEntries(tbb::task_arena& arena) : tbb::task_scheduler_observer(arena) { observe(true); }
   ~WorkerEntries() override { observe(false); }
   void on_scheduler_entry(bool isWorker) override {
     if (isWorker) count.fetch_add(1);
@@ -429,14 +428,17 @@ struct WorkerEntries : tbb::task_scheduler_observer {
 // otherwise spread: a contiguous and a strided inverse, one long strided vector, an inverse DCT-III.
 TEST(PooledRun, OneThreadCallsStayOnTheCaller) {
   const fftwContext one;
-  WorkerEntries workers;
+  tbb::task_arena arena(2);
+  WorkerEntries workers(arena);
   std::vector<std::complex<double>> in(1 << 18, {0.5, -0.25}), out(in.size());
-  tessel_fft::quillFFT1D<double, c2c>(one, nullptr, in.data(), out.data(), 1, 4096, 4096, 64, FFTW_BACKWARD);
-  tessel_fft::quillFFT1D<double, c2c>(one, nullptr, in.data(), out.data(), 64, 4096, 4096, 64, FFTW_BACKWARD);
-  tessel_fft::quillFFT1D<double, c2c>(one, nullptr, in.data(), out.data(), 3, 65536, 65536, 1, FFTW_FORWARD);
   auto* reals = reinterpret_cast<double*>(in.data());
-  tessel_fft::quillDCST1D<double, 2>(one, nullptr, reals, reinterpret_cast<double*>(out.data()), 1, 4096,
-                                     4096, 64, 1, false);
+  arena.execute([&] {
+    tessel_fft::quillFFT1D<double, c2c>(one, nullptr, in.data(), out.data(), 1, 4096, 4096, 64, 1);
+    tessel_fft::quillFFT1D<double, c2c>(one, nullptr, in.data(), out.data(), 64, 4096, 4096, 64, 1);
+    tessel_fft::quillFFT1D<double, c2c>(one, nullptr, in.data(), out.data(), 3, 65536, 65536, 1, -1);
+    tessel_fft::quillDCST1D<double, 2>(one, nullptr, reals, reinterpret_cast<double*>(out.data()), 1, 4096,
+                                       4096, 64, 1, false);
+  });
   EXPECT_EQ(workers.count.load(), 0);
 }
 

@@ -51,15 +51,19 @@ struct EdgeDivision : NoHooks {
 };
 
 // A batch of real-to-real transforms of kind Kind with n above 0 (see quillDCST1D), real or interleaved
-// complex, on the shared skeleton, with the end division of an inverse call folded into its runs.
+// complex, on the shared skeleton, with the end division of an inverse call folded into its groups.
 // `context` is the driver's own copy.
 template <typename T, int Kind>
 void runDCSTBatch(fftwContext& context, dcstPlanCacheInterface<T, Kind>* cache, const T* in, T* out,
                   const BatchShape& shape, int direction, bool isComplex, const DCSTPass<T>& pass) {
   const std::size_t n = shape.length;
-  const bool prescaled = pass.divisors != nullptr && pass.divisors->beforeTransform;
-  const BatchSides sides{
-      isComplex ? 2u : 1u, n, n, !prescaled, pass.outputReadNext, direction == 1 ? dcstDivisor<Kind>(n) : 1};
+  BatchSides sides{};
+  sides.parts = isComplex ? 2 : 1;
+  sides.planInputLength = sides.planOutputLength = n;
+  // An input divided before the transform is divided in scratch.
+  sides.plansKeepInput = pass.divisors == nullptr || !pass.divisors->beforeTransform;
+  sides.outputReadNext = pass.outputReadNext;
+  sides.divisor = direction == 1 ? dcstDivisor<Kind>(n) : 1;
   if (pass.divisors == nullptr) {
     runBatch<DCSTPlanner<T, Kind>>(context, cache, shape, direction, in, out, sides);
   } else {

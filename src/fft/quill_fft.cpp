@@ -36,9 +36,13 @@ void quillFFT1D(fftwContext context, fftwPlanCacheInterface<T, Kind, fftwPlanKey
                 std::uint64_t stride, std::uint64_t fftLength, std::uint64_t inputLength,
                 std::uint64_t numVectors, int sign) {
   if (fftLength == 0) return;
-  const BatchSides sides{
-      1,     planInputLength<Kind>(fftLength),     planOutputLength<Kind>(fftLength), Kind != c2r,
-      false, sign == FFTW_BACKWARD ? fftLength : 1};
+  // One part per element; c2r plans overwrite their input; the output stays for no further pass.
+  BatchSides sides{};
+  sides.parts = 1;
+  sides.planInputLength = planInputLength<Kind>(fftLength);
+  sides.planOutputLength = planOutputLength<Kind>(fftLength);
+  sides.plansKeepInput = Kind != c2r;
+  sides.divisor = sign == FFTW_BACKWARD ? fftLength : 1;
   runBatch<FFTPlanner<T, Kind>, std::conditional_t<Kind == r2c, SpectrumCompletion, NoHooks>>(
       context, cache, {stride, fftLength, inputLength, numVectors}, sign, in, out, sides);
 }

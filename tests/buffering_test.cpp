@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "buffering/copy.hpp"
+#include "buffering/element_functors.hpp"
 #include "buffering/output_reconstruction.hpp"
 #include "buffering/stream.hpp"
 #include "buffering/submatrix.hpp"
@@ -23,9 +24,9 @@ namespace {
 
 namespace bf = tessel_fft::buffering;
 using Index = std::ptrdiff_t;
-constexpr std::size_t kKiB = 1024;
 
-// A byte budget in elements.
+// A byte budget in elements: every threshold is the library's own constant, so that boundary rows still
+// straddle the switch after a constant changes.
 template <typename T>
 constexpr Index elems(std::size_t bytes) {
   return static_cast<Index>(bytes / sizeof(T));
@@ -126,18 +127,18 @@ TYPED_TEST_SUITE(Buffering, AllTypes);
 
 // Zero and short lengths, and one below, at and one above a block size and a limit.
 template <typename T>
-std::vector<Index> lengthsAround(std::size_t stepBytes, std::size_t limitBytes) {
-  const Index step = elems<T>(stepBytes), limit = elems<T>(limitBytes);
+std::vector<Index> lengthsAround(const bf::Budget& budget) {
+  const Index step = elems<T>(budget.stepBytes), limit = elems<T>(budget.limitBytes);
   return {0, 1, 5, step - 1, step, step + 1, 3 * step + 7, limit - 1, limit, limit + 1};
 }
 
 // Every form of the strided gather or scatter with functor F; strides of both signs.
 template <typename T, template <typename> class F, bool kScatter>
-void checkStrided(std::size_t stepBytes, std::size_t limitBytes) {
+void checkStrided(const bf::Budget& budget) {
   using Kernel = std::conditional_t<kScatter, void (*)(T*, Index, const T*, std::size_t),
                                     void (*)(T*, const T*, Index, std::size_t)>;
   for (Index stride : {1, 3, -2}) {
-    for (Index n : lengthsAround<T>(stepBytes, limitBytes)) {
+    for (Index n : lengthsAround<T>(budget)) {
       SCOPED_TRACE(::testing::Message() << "stride " << stride << " n " << n);
       const Index origin = stride < 0 ? -stride * n : 0;
       const auto kernel = [=](Kernel copy) {
@@ -157,7 +158,7 @@ void checkStrided(std::size_t stepBytes, std::size_t limitBytes) {
 
 TYPED_TEST(Buffering, Copies) {
   using T = TypeParam;
-  for (Index n : lengthsAround<T>(256 * kKiB, 1024 * kKiB)) {
+  for (Index n : lengthsAround<T>(bf::kContiguousBudget)) {
     SCOPED_TRACE(n);
     const auto plain = [n](auto copy) { return [=](T* d, const T* s) { copy(d, s, n); }; };
     expectWalk<T>({n, 1, 1, 0, 1, 0}, plain(bf::contiguous::serial_copy<T>),
@@ -173,14 +174,15 @@ TYPED_TEST(Buffering, Copies) {
                     reversing(bf::contiguous::conjugate_copy<T>));
     }
   }
-  checkStrided<T, bf::noop, false>(16 * kKiB, 128 * kKiB);
-  checkStrided<T, bf::noop, true>(4 * kKiB, 64 * kKiB);
-  if constexpr (!std::is_floating_point_v<T>) checkStrided<T, bf::conjugate, true>(4 * kKiB, 64 * kKiB);
+  checkStrided<T, bf::noop, false>(bf::kGatherBudget);
+  checkStrided<T, bf::noop, true>(bf::kScatterBudget);
+  if constexpr (!std::is_floating_point_v<T>) checkStrided<T, bf::conjugate, true>(bf::kScatterBudget);
 }
 
 template <typename T, template <typename> class F>
 void checkTranspose() {
-  const Index colsLimit = elems<T>(128 * kKiB), rowsLimit = elems<T>(64 * kKiB);
+  const Index colsLimit = elems<T>(bf::kGatherBudget.limitBytes),
+              rowsLimit = elems<T>(bf::kScatterBudget.limitBytes);
   // Zero and unit extents, both sides of rows < cols, and one below, at and one above each limit.
   std::vector<std::pair<Index, Index>> shapes = {{0, 0}, {0, 5}, {5, 0},  {1, 1}, {1, 9},
                                                  {9, 1}, {7, 7}, {4, 33}, {33, 4}};
@@ -244,7 +246,8 @@ TYPED_TEST(Buffering, Transposes) {
                                         rows);
     EXPECT_EQ(0, std::memcmp(parts.data(), want.data(), parts.size() * sizeof(R)));
   } else {
-    const Index small = elems<T>(64 * kKiB), large = elems<T>(128 * kKiB);
+    const Index small = elems<T>(bf::kScatterBudget.limitBytes),
+                large = elems<T>(bf::kGatherBudget.limitBytes);
     // Rows 4/5 and 8/9 switch between the column and the row path; totals one below and at the column
     // limit and both row limits; long inner walks that cross the gather and scatter limits.
     // clang-format off
@@ -278,8 +281,8 @@ TYPED_TEST(Buffering, Submatrices) {
   // element above; a pitch above the block budget; rows around the copy (= matrix) limit.
   for (const bool interleaved : {false, true}) {
     if (interleaved && !std::is_floating_point_v<T>) continue;
-    const Index limit = elems<T>((interleaved ? 128 : 1024) * kKiB),
-                budget = elems<T>((interleaved ? 16 : 256) * kKiB);
+    const bf::Budget& copyBudget = interleaved ? bf::kGatherBudget : bf::kContiguousBudget;
+    const Index limit = elems<T>(copyBudget.limitBytes), budget = elems<T>(copyBudget.stepBytes);
     // clang-format off
     const Index shapes[][4] = {{5, 5, 5, 0}, {9, 4, 4, 3}, {4, 9, 4, 3}, {6, 6, 0, 4}, {8, 8, 8, 1},
         {16, 16, 11, limit / 16}, {17, 16, 11, limit / 16}, {16, 17, 11, limit / 16}, {budget + 3, 7, 7, 5},
@@ -319,7 +322,8 @@ TYPED_TEST(Buffering, OutputReconstruction) {
   using T = TypeParam;
   const auto strided = [](T* d, Index pitch) { return tessel_fft::StridedOutput<T>{d, std::size_t(pitch)}; };
   std::vector<Index> lengths = {1, 2, 3, 4, 5, 14, 15, 16, 17, 101};
-  for (Index h : {elems<T>(64 * kKiB), elems<T>(128 * kKiB)}) {
+  for (Index h : {elems<T>(tessel_fft::kStridedHalvesConcurrentBytes),
+                  elems<T>(tessel_fft::kUnitHalvesConcurrentBytes)}) {
     for (Index n : {2 * h - 4, 2 * h - 3, 2 * h - 2, 2 * h - 1}) lengths.push_back(n);
   }
   for (Index n : lengths) {

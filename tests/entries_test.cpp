@@ -44,76 +44,105 @@ void expectAllPass(const std::vector<Call>& calls) {
   }
 }
 
-// Rows of quillFFT1D, each also through quillFFT1DNoCopy (which falls back to copying for strided or
-// misaligned output). Partial last blocks run inverse: the division must reach all their vectors.
+// Rows of quillFFT1D; the batch machinery they reach (partial last blocks, pooled runs, measured
+// planning on scratch, FFTW's threads, zero lengths) serves every family and is tested here once.
+// Partial last blocks run inverse: the division must reach all their vectors.
 TEST(Accuracy, BatchedFFT) {
-  std::vector<Call> rows = {
-      {Family::Quill, F, c2c, 1, 16, 16, 10, 1, 4, kFwd, 0},     // stride 1: chunks and a tail
-      {Family::Quill, D, r2c, 1, 13, 9, 6, 1, 4, kInv, 0},       // prime, padded, r2c scaled too
-      {Family::Quill, F, c2r, 1, 12, 20, 5, 1, 4, kInv, 0},      // truncated to n/2+1
-      {Family::Quill, D, c2r, 1, 8, 5, 9, 1, 4, kInv, 0},        // c2r input of exactly n/2+1
-      {Family::Quill, F, r2c, 3, 10, 10, 9, 1, 4, kFwd, 0},      // chunk above stride: tails only
-      {Family::Quill, F, c2c, 4, 16, 16, 6, 1, 4, kInv, 0},      // partial last block, stride % chunk 0
-      {Family::Quill, F, c2r, 6, 12, 12, 9, 1, 3, kInv, 0},      // partial last block, chunk 3
-      {Family::Quill, D, c2c, 4, 64, 64, 606, 2, 4, kInv, 0},    // pooled, partial last block
-      {Family::Quill, F, r2c, 12, 64, 64, 1003, 2, 3, kFwd, 0},  // pooled, partial, chunk 3
-      {Family::Quill, D, c2r, 1, 64, 64, 300, 4, 4, kInv, 0},    // pooled, stride 1
-      {Family::Quill, F, c2c, 37, 64, 60, 333, 4, 3, kFwd, 0},   // pooled, strided, padded, chunk 3
-      {Family::Quill, D, r2c, 1, 96, 90, 301, 2, 1, kFwd, 0},    // pooled, chunk 1
-      {Family::Quill, F, c2c, 1, 4096, 4096, 2, 4, 4, kInv, 0},  // pooled below a chunk: single plan
-      {Family::Quill, F, c2r, 1, 64, 64, 300, 2, 4, kFwd, kShiftIn | kShiftOut},  // misaligned, pooled
-      {Family::Quill, D, c2c, 1, 64, 64, 1, 1, 4, kFwd, kShiftOut},               // misaligned single
-      {Family::Quill, F, c2r, 1, 6, 6, 2, 1, 4, kInv, 0},         // rows 24 bytes apart: no-copy falls back
-      {Family::Quill, F, c2r, 1, 6, 6, 1, 1, 4, kInv, 0},         // one row: stays no-copy
-      {Family::Quill, D, c2c, 1, 7, 7, 5, 1, 4, kFwd, 0},         // odd n of complex<double>: no-copy
-      {Family::Quill, D, c2c, 1, 8, 0, 6, 1, 4, kInv, 0},         // input length 0: zeros transformed
-      {Family::Quill, F, c2c, 6, 8, 8, 0, 1, 4, kInv, kMeasure},  // no vectors, measured chunk plan
-      {Family::Quill, D, r2c, 0, 8, 8, 0, 1, 4, kFwd, 0},         // empty leading extent: stride 0
-      {Family::Quill, D, c2c, 1, 0, 8, 8, 4, 4, kInv, 0},         // n 0: nothing touched
-      {Family::Quill, D, c2c, 1, 16, 16, 8, 1, 4, kFwd, kInPlace | kMeasure},  // plans measured on scratch
-      {Family::Quill, F, c2c, 33, 64, 64, 231, 4, 4, kInv, kInPlace},          // pooled, strided, in place
-      {Family::Quill, D, c2c, 1, 65536, 65536, 1, 4, 4, kInv, 0},              // FFTW's own threads
-      {Family::Quill, F, c2r, 1, 65535, 65535, 1, 4, 4, kInv, 0},              // one below: one thread
-      {Family::Quill, F, r2c, 1, 8192, 8192, 2, 1, 4, kFwd, kHybrid | kKeepingCache},
+  // clang-format off
+  const std::vector<Call> rows = {
+      {.single = F, .kind = c2c, .n = 16, .numVectors = 10},                    // stride 1: chunks and a tail
+      {.kind = r2c, .n = 13, .inputLength = 9, .numVectors = 6, .sign = kInv},  // prime, padded, r2c scaled
+      {.single = F, .kind = c2r, .n = 12, .inputLength = 20, .numVectors = 5, .sign = kInv},  // cut to n/2+1
+      {.kind = c2r, .n = 8, .inputLength = 5, .numVectors = 9, .sign = kInv},  // input of exactly n/2+1
+      {.single = F, .kind = r2c, .stride = 3, .n = 10, .numVectors = 9},  // chunk above stride: tails only
+      {.single = F, .kind = c2c, .stride = 4, .n = 16, .numVectors = 6, .sign = kInv},  // partial last block
+      {.single = F, .kind = c2r, .stride = 6, .n = 12, .numVectors = 9, .chunk = 3, .sign = kInv},  // chunk 3
+      // Pooled: partial last blocks, stride 1, strided and padded, chunk 1, below a chunk.
+      {.kind = c2c, .stride = 4, .n = 64, .numVectors = 606, .threads = 2, .sign = kInv},
+      {.single = F, .kind = r2c, .stride = 12, .n = 64, .numVectors = 1003, .threads = 2, .chunk = 3},
+      {.kind = c2r, .n = 64, .numVectors = 300, .threads = 4, .sign = kInv},
+      {.single = F, .kind = c2c, .stride = 37, .n = 64, .inputLength = 60, .numVectors = 333, .threads = 4,
+       .chunk = 3},
+      {.kind = r2c, .n = 96, .inputLength = 90, .numVectors = 301, .threads = 2, .chunk = 1},
+      {.single = F, .kind = c2c, .n = 4096, .numVectors = 2, .threads = 4, .sign = kInv},
+      // Misaligned arrays, pooled and single.
+      {.single = F, .kind = c2r, .n = 64, .numVectors = 300, .threads = 2, .flags = kShiftIn | kShiftOut},
+      {.kind = c2c, .n = 64, .flags = kShiftOut},
+      {.kind = c2c, .n = 8, .inputLength = 0, .numVectors = 6, .sign = kInv},  // zeros transformed
+      {.single = F, .kind = c2c, .stride = 6, .n = 8, .numVectors = 0, .sign = kInv, .flags = kMeasure},
+      {.kind = r2c, .stride = 0, .n = 8, .numVectors = 0},  // empty leading extent: stride 0
+      {.kind = c2c, .n = 0, .inputLength = 8, .numVectors = 8, .threads = 4, .sign = kInv},  // untouched
+      {.kind = c2c, .n = 16, .numVectors = 8, .flags = kInPlace | kMeasure},  // plans measured on scratch
+      {.single = F, .kind = c2c, .stride = 33, .n = 64, .numVectors = 231, .threads = 4, .sign = kInv,
+       .flags = kInPlace},  // pooled, strided, in place
+      {.kind = c2c, .n = 65536, .threads = 4, .sign = kInv},               // FFTW's own threads
+      {.single = F, .kind = c2r, .n = 65535, .threads = 4, .sign = kInv},  // one below: one thread
+      {.single = F, .kind = r2c, .n = 8192, .numVectors = 2, .flags = kHybrid | kKeepingCache},
   };
-  const std::size_t copying = rows.size();
-  for (std::size_t i = 0; i < copying; ++i) {
-    if (rows[i].flags & kInPlace) continue;
-    rows.push_back(rows[i]);
-    rows.back().family = Family::NoCopy;
-  }
+  // clang-format on
   expectAllPass(rows);
 }
 
-// The loops don't depend on the kind, so kinds rotate across the rows.
+// quillFFT1DNoCopy is quillFFT1D by another name: the same bytes on outputs FFTW may write directly
+// (contiguous, every vector on a 16-byte border) and on those it may not.
+TEST(Accuracy, NoCopyIsQuill) {
+  const Call rows[] = {
+      {.kind = c2c, .n = 64, .numVectors = 40, .sign = kInv},                 // qualifies
+      {.single = F, .kind = r2c, .n = 256, .numVectors = 400, .threads = 2},  // qualifies, pooled
+      {.single = F, .kind = c2c, .stride = 37, .n = 64, .numVectors = 90},    // strided
+      {.kind = c2c, .n = 64, .numVectors = 3, .flags = kShiftOut},            // misaligned
+      {.single = F, .kind = c2r, .n = 6, .numVectors = 2, .sign = kInv},      // rows 24 bytes apart
+      {.single = F, .kind = c2r, .n = 6, .sign = kInv},                       // one such row
+      {.kind = c2c, .n = 7, .numVectors = 5},                                 // odd n
+  };
+  for (Call call : rows) {
+    const Outcome copying = runCall(call);
+    call.family = Family::NoCopy;
+    const Outcome noCopy = runCall(call);
+    EXPECT_EQ(noCopy.error + noCopy.failure, "") << describe(call);
+    EXPECT_EQ(noCopy.output, copying.output) << describe(call);
+  }
+}
+
+// What differs per family: kinds rotate across the rows, with the divisors of each, complex
+// interleaving in every layout, direction 0, and n 0 to 2.
 TEST(Accuracy, DCST) {
+  const auto dcst = [](Call call) {
+    call.family = Family::DCST;
+    return call;
+  };
+  // clang-format off
   std::vector<Call> rows = {
-      {Family::DCST, D, 0, 1, 13, 9, 6, 1, 4, 1, kComplex},      // padded complex
-      {Family::DCST, F, 1, 1, 12, 20, 7, 1, 4, -1, kComplex},    // truncated complex: submatrix load
-      {Family::DCST, D, 2, 7, 9, 6, 21, 1, 4, -1, 0},            // three tails a block
-      {Family::DCST, F, 3, 6, 5, 5, 12, 1, 1, 1, kComplex},      // chunk 1 on complex data
-      {Family::DCST, D, 4, 1, 6, 4, 5, 1, 1, 0, 0},              // direction 0: no division
-      {Family::DCST, F, 5, 6, 14, 14, 18, 1, 3, 1, kInPlace},    // in place, strided
-      {Family::DCST, D, 6, 3, 97, 97, 6, 1, 4, -1, kComplex},    // prime
-      {Family::DCST, F, 7, 9, 2, 3, 18, 1, 4, 1, 0},             // n 2
-      {Family::DCST, D, 0, 3, 9, 0, 6, 1, 4, 1, kComplex},       // input length 0
-      {Family::DCST, F, 1, 4, 16, 16, 6, 1, 4, -1, 0},           // partial last block, stride % chunk 0
-      {Family::DCST, D, 2, 8, 16, 16, 13, 1, 4, 1, kComplex},    // partial last block above a chunk
-      {Family::DCST, F, 3, 12, 64, 64, 1003, 2, 3, 1, 0},        // pooled, partial last block
-      {Family::DCST, D, 4, 6, 4, 3, 8400, 2, 4, 1, kComplex},    // pooled, strided complex
-      {Family::DCST, F, 5, 1, 5, 7, 7000, 4, 4, -1, kComplex},   // pooled, truncated complex
-      {Family::DCST, D, 6, 12, 6, 6, 6000, 2, 4, -1, kInPlace},  // pooled in place
-      {Family::DCST, F, 7, 1, 24, 24, 9, 1, 4, 1, kInPlace | kMeasure},  // plans measured on scratch
-      {Family::DCST, F, 7, 1, 400, 400, 31, 2, 4, 1, kComplex},          // pooled, one or two vectors a task
-      {Family::DCST, D, 0, 1, 1100, 1100, 8, 4, 4, 1, 0},                // direct, parallel end step
-      {Family::DCST, F, 1, 1, 65536, 65536, 1, 4, 4, 1, 0},              // FFTW's own threads
-      {Family::DCST, D, 2, 12, 257, 257, 96, 2, 4, 1, kComplex | kShiftIn | kShiftOut},
-      {Family::DCST, F, 3, 1, 33, 33, 5, 1, 4, 1, kMeasure | kKeepingCache},
-      {Family::DCST, F, 1, 3, 0, 7, 11, 1, 4, 1, kComplex},  // n 0: nothing touched
+      dcst({.kind = 0, .n = 13, .inputLength = 9, .numVectors = 6, .sign = 1, .flags = kComplex}),  // padded
+      dcst({.single = F, .kind = 1, .n = 12, .inputLength = 20, .numVectors = 7, .flags = kComplex}),  // cut
+      dcst({.kind = 2, .stride = 7, .n = 9, .inputLength = 6, .numVectors = 21}),  // three tails a block
+      dcst({.single = F, .kind = 3, .stride = 6, .n = 5, .numVectors = 12, .chunk = 1, .sign = 1,
+            .flags = kComplex}),  // chunk 1, complex
+      dcst({.kind = 4, .n = 6, .inputLength = 4, .numVectors = 5, .chunk = 1, .sign = 0}),  // no division
+      dcst({.single = F, .kind = 5, .stride = 6, .n = 14, .numVectors = 18, .chunk = 3, .sign = 1,
+            .flags = kInPlace}),  // in place, strided
+      dcst({.kind = 6, .stride = 3, .n = 97, .numVectors = 6, .flags = kComplex}),  // prime
+      dcst({.single = F, .kind = 7, .stride = 9, .n = 2, .inputLength = 3, .numVectors = 18, .sign = 1}),
+      dcst({.kind = 0, .stride = 3, .n = 9, .inputLength = 0, .numVectors = 6, .sign = 1, .flags = kComplex}),
+      dcst({.kind = 2, .stride = 8, .n = 16, .numVectors = 13, .sign = 1, .flags = kComplex}),  // last block
+      // Pooled complex: strided, truncated, one or two vectors a task.
+      dcst({.kind = 4, .stride = 6, .n = 4, .inputLength = 3, .numVectors = 8400, .threads = 2, .sign = 1,
+            .flags = kComplex}),
+      dcst({.single = F, .kind = 5, .n = 5, .inputLength = 7, .numVectors = 7000, .threads = 4,
+            .flags = kComplex}),
+      dcst({.single = F, .kind = 7, .n = 400, .numVectors = 31, .threads = 2, .sign = 1, .flags = kComplex}),
+      dcst({.kind = 0, .n = 1100, .numVectors = 8, .threads = 4, .sign = 1}),  // direct, division over tasks
+      dcst({.kind = 2, .stride = 12, .n = 257, .numVectors = 96, .threads = 2, .sign = 1,
+            .flags = kComplex | kShiftIn | kShiftOut}),
+      dcst({.single = F, .kind = 3, .n = 33, .numVectors = 5, .sign = 1, .flags = kMeasure | kKeepingCache}),
+      dcst({.single = F, .kind = 1, .stride = 3, .n = 0, .inputLength = 7, .numVectors = 11, .sign = 1,
+            .flags = kComplex}),  // n 0: nothing touched
   };
   // DCT-I is undefined for one point; every other kind at n 1.
   for (int kind = 1; kind < 8; ++kind)
-    rows.push_back({Family::DCST, kind % 2 == 0, kind, 4, 1, 2, 8, 1, 4, 1, 0});
+    rows.push_back(dcst({.single = kind % 2 == 0, .kind = kind, .stride = 4, .n = 1, .inputLength = 2,
+                         .numVectors = 8, .sign = 1}));
+  // clang-format on
   expectAllPass(rows);
 }
 
@@ -176,21 +205,28 @@ TEST(Accuracy, DctND) {
 
 // Direct and pooled, contiguous and strided runs of each family; interleaved calls measure, so that
 // planning needs scratch (wisdom is forgotten before every attempt).
+// clang-format off
 const Call kSweep[] = {
-    {Family::Quill, D, c2c, 1, 16, 16, 10, 1, 4, kInv, 0},
-    {Family::Quill, F, r2c, 6, 16, 14, 12, 1, 4, kFwd, 0},
-    {Family::Quill, D, c2r, 1, 256, 256, 400, 2, 4, kInv, 0},
-    {Family::Quill, F, c2c, 40, 256, 256, 400, 2, 4, kFwd, 0},
-    {Family::NoCopy, D, c2c, 1, 16, 16, 10, 1, 4, kInv, kKeepingCache},
-    {Family::NoCopy, F, r2c, 1, 256, 256, 400, 2, 4, kFwd, 0},
-    {Family::DCST, D, 3, 5, 16, 16, 20, 1, 4, 1, kRefusingCache},
-    {Family::DCST, F, 5, 1, 8, 8, 4000, 2, 4, 1, kComplex},
-    {Family::ND, D, 0, 1, 0, 0, 0, 1, 4, 0, kOrthonormal, {9, 6, 13}},
-    {Family::ND, F, 1, 1, 0, 0, 0, 1, 4, 0, kComplex, {64, 3, 5}},
-    {Family::Interleaved1D, F, r2c, 1, 64, 64, 3, 1, 1, kFwd, kFullEmbed | kMeasure},
-    {Family::Interleaved1D, D, c2c, 1, 30, 30, 2, 1, 1, kInv, kMeasure | kShiftIn},
-    {Family::Interleaved2D, D, c2r, 1, 16, 16, 12, 1, 1, kInv, kMeasure},
+    {.kind = c2c, .n = 16, .numVectors = 10, .sign = kInv},
+    {.single = F, .kind = r2c, .stride = 6, .n = 16, .inputLength = 14, .numVectors = 12},
+    {.kind = c2r, .n = 256, .numVectors = 400, .threads = 2, .sign = kInv},
+    {.single = F, .kind = c2c, .stride = 40, .n = 256, .numVectors = 400, .threads = 2},
+    {.family = Family::NoCopy, .kind = c2c, .n = 16, .numVectors = 10, .sign = kInv, .flags = kKeepingCache},
+    {.family = Family::NoCopy, .single = F, .kind = r2c, .n = 256, .numVectors = 400, .threads = 2},
+    {.family = Family::DCST, .kind = 3, .stride = 5, .n = 16, .numVectors = 20, .sign = 1,
+     .flags = kRefusingCache},
+    {.family = Family::DCST, .single = F, .kind = 5, .n = 8, .numVectors = 4000, .threads = 2, .sign = 1,
+     .flags = kComplex},
+    {.family = Family::ND, .kind = 0, .sign = 0, .flags = kOrthonormal, .dims = {9, 6, 13}},
+    {.family = Family::ND, .single = F, .kind = 1, .sign = 0, .flags = kComplex, .dims = {64, 3, 5}},
+    {.family = Family::Interleaved1D, .single = F, .kind = r2c, .n = 64, .numVectors = 3, .chunk = 1,
+     .flags = kFullEmbed | kMeasure},
+    {.family = Family::Interleaved1D, .kind = c2c, .n = 30, .numVectors = 2, .chunk = 1, .sign = kInv,
+     .flags = kMeasure | kShiftIn},
+    {.family = Family::Interleaved2D, .kind = c2r, .n = 16, .numVectors = 12, .chunk = 1, .sign = kInv,
+     .flags = kMeasure},
 };
+// clang-format on
 
 // For k = 0, 1, ... until nothing is left to fail: with its k-th allocation failed a call succeeds or
 // throws "FFTW:nomem", leaks no block, and runs once more (so the planner's lock is free).

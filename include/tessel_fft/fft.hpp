@@ -30,9 +30,10 @@ TESSEL_FFT_API void quillFFT1D(fftwContext context, fftwPlanCacheInterface<T, Ki
                                std::uint64_t fftLength, std::uint64_t inputLength, std::uint64_t numVectors,
                                int sign);
 
-// As quillFFT1D, but FFTW writes straight into `out` when the output is contiguous (stride 1), 16-byte
-// aligned and every vector keeps that alignment; otherwise it is a call of quillFFT1D. The previous
-// contents of `out` may be used as planner scratch. Reads, signs, scaling and exceptions as quillFFT1D.
+// The same call as quillFFT1D, kept for hosts written against it: results, plan keys, cache calls,
+// scaling and exceptions are quillFFT1D's. quillFFT1D itself lets FFTW write straight into `out` where
+// the output is contiguous (stride 1), every vector lies on a 16-byte border, and that is the faster way;
+// elsewhere the output goes through scratch.
 template <typename T, int Kind>
 TESSEL_FFT_API void quillFFT1DNoCopy(fftwContext context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
                                      const typename fftElements<T, Kind>::In* in,

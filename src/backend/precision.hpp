@@ -24,14 +24,21 @@ struct fftwComplexOf<float> {
 template <typename T>
 using fftwComplex = typename fftwComplexOf<T>::type;
 
-// The real type of an element type: itself for float and double, T for std::complex<T>.
+// The real type of an element type (itself for float and double, R for std::complex<R>), whether the
+// element is complex, and a view of an array of elements as its reals, two per complex element.
 template <typename E>
-struct RealOf {
-  using type = E;
+struct ElementParts {
+  using Real = E;
+  static constexpr bool isComplex = false;
+  static const Real* real(const E* p) { return p; }
+  static Real* real(E* p) { return p; }
 };
-template <typename T>
-struct RealOf<std::complex<T>> {
-  using type = T;
+template <typename R>
+struct ElementParts<std::complex<R>> {
+  using Real = R;
+  static constexpr bool isComplex = true;
+  static const Real* real(const std::complex<R>* p) { return reinterpret_cast<const R*>(p); }
+  static Real* real(std::complex<R>* p) { return reinterpret_cast<R*>(p); }
 };
 
 // The complex values a real transform of n points keeps: its one-sided spectrum, n/2+1 values. The
@@ -56,3 +63,9 @@ fftwComplex<T>* asFftw(std::complex<T>* p) {
 }
 
 }  // namespace tessel_fft
+
+// X(T) for each precision, each complex element and each element type of the library: the one source of
+// the lists of instantiations.
+#define TESSEL_FOR_EACH_REAL(X) X(float) X(double)
+#define TESSEL_FOR_EACH_COMPLEX_ELEMENT(X) X(std::complex<float>) X(std::complex<double>)
+#define TESSEL_FOR_EACH_ELEMENT(X) TESSEL_FOR_EACH_REAL(X) TESSEL_FOR_EACH_COMPLEX_ELEMENT(X)

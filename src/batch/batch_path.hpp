@@ -7,47 +7,44 @@
 
 namespace tessel_fft {
 
-// How a batch of vectors runs: spread over tasks (pooled) or in one loop on the calling thread, and
-// how many threads FFTW's planner gets. A batch is parallel across vectors or FFTW is parallel within
-// one long vector, never both.
+// How a batch of vectors runs: spread over tasks (pooled) or in one loop on the calling thread; whether
+// the caller lets other threads help at all (a context of one thread runs everything on the calling
+// thread: loop, movement kernels and division); and how many threads FFTW's planner gets. A batch is
+// parallel across vectors or FFTW is parallel within one long vector, never both.
 struct BatchPath {
   bool pooled;
+  bool threaded;
   std::uint64_t plannerThreads;
+
+  // Where an inverse's division may spread over tasks: a pooled batch is spread already.
+  bool divisionOverTasks() const { return threaded && !pooled; }
 };
 
-// Below about 98304 = n * bitLength(n) * numVectors a batch isn't worth the scheduler; below 65536
-// points a single vector isn't worth FFTW's threads. Integer arithmetic, both divisions truncating.
+// Below kBatchWork = n * bitLength(n) * numVectors a batch isn't worth the scheduler; below
+// kThreadedVectorLength points a single vector isn't worth FFTW's threads. Integer arithmetic, both
+// divisions truncating.
 inline BatchPath chooseBatchPath(std::uint64_t numThreads, std::uint64_t numVectors, std::uint64_t n) {
   constexpr std::uint64_t kBatchWork = 0x18000;
   constexpr std::uint64_t kThreadedVectorLength = 65536;
-  if (numThreads <= 1) return {false, numThreads};
+  if (numThreads <= 1) return {false, false, numThreads};
   if (numVectors > 1) {
     std::uint64_t bitLength = 0;
     for (std::uint64_t rest = n; rest != 0; rest >>= 1) ++bitLength;
-    return {n > (kBatchWork / numVectors) / bitLength, 1};
+    return {n > (kBatchWork / numVectors) / bitLength, true, 1};
   }
-  return {false, n < kThreadedVectorLength ? 1 : numThreads};
+  return {false, true, n < kThreadedVectorLength ? 1 : numThreads};
 }
 
 // Turns a batched driver's private copy of the context into the one its plans see: planning only ever
 // runs on private scratch (or an output about to be overwritten), which holds one-sided spectra
-// compactly, and the planner's thread count follows the path. Returns the path.
+// compactly, and the planner's thread count (which the plan key records) follows the path. Returns the
+// path, chosen from the caller's thread count.
 inline BatchPath configureBatchContext(fftwContext& context, std::uint64_t numVectors, std::uint64_t n) {
   context.setMayOverwrite(true);
   context.setEmbedStyle(fftwContext::EMBED_COMPACT);
   const BatchPath path = chooseBatchPath(context.getNumThreads(), numVectors, n);
   context.setNumThreads(path.plannerThreads);
   return path;
-}
-
-// Vectors per scratch block: a batch smaller than a chunk runs one vector at a time. But a chunk plan is
-// made whenever the stretch the loops cut into chunks (a block of `stride` columns, or the whole batch
-// at stride 1) holds a chunk, and a measuring planner writes all of its vectors, so the scratch then
-// holds a chunk even where the vectors are fewer (an empty or partial block of a strided array).
-inline std::uint64_t bufferVectorsFor(std::uint64_t numVectors, std::uint64_t stride,
-                                      std::uint64_t chunkSize) {
-  const std::uint64_t stretch = stride != 1 ? stride : numVectors;
-  return numVectors < chunkSize && stretch < chunkSize ? 1 : chunkSize;
 }
 
 }  // namespace tessel_fft

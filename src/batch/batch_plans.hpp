@@ -22,29 +22,19 @@ class BatchPlans {
   using Plan = typename Planner::Plan;
   using Cache = typename Planner::Cache;
 
-  // `context` is the driver's own copy and must outlive this object; `cache` may be null. `sign` is the
-  // FFT sign or the DCST direction, for the key.
-  BatchPlans(const fftwContext* context, Cache* cache, const BatchShape& shape, int sign)
-      : context_(context), cache_(cache), shape_(shape), sign_(sign) {}
+  // `context` is the driver's own copy and must outlive this object; `cache` may be null. `length` is the
+  // transform's, `sign` the FFT sign or the DCST direction, for the key.
+  BatchPlans(const fftwContext* context, Cache* cache, std::uint64_t length, int sign)
+      : context_(context), cache_(cache), length_(length), sign_(sign) {}
 
-  // Plans for one loop over the whole batch on `pair`: the single plan only if a stretch the loop cuts
-  // into chunks (a block of `stride` vectors, or all vectors at stride 1) leaves a remainder, the chunk
-  // plan only if a full stretch holds a chunk. A chunk size of 0 faults here.
-  void prepareDirect(const ScratchBufferPair& pair) {
-    const std::uint64_t chunk = context_->getChunkSize();
-    const std::uint64_t stretch = stretchLength();
-    // A caller slicing an array may end the batch inside a block, whose columns leave a remainder of
-    // their own even when the full blocks leave none. An empty leading extent gives stride 0 and no
-    // vectors.
-    const bool partialBlockTail = shape_.stride > 1 && (shape_.numVectors % shape_.stride) % chunk != 0;
-    prepare(pair.input, pair.output, stretch % chunk != 0 || partialBlockTail, stretch >= chunk);
+  // The plans `needs` names, on the scratch pair of a loop over the whole batch.
+  void prepareDirect(const ScratchBufferPair& pair, const PlanNeeds& needs) {
+    prepare(pair.input, pair.output, needs);
   }
 
-  // Plans for a run cut into tasks, on a pair borrowed from `manager` and given back at once. Tasks get
-  // ranges the scheduler chooses, so the single plan is always made.
-  void preparePooled(MultiBufferMgr& manager) {
-    const bool needChunk = stretchLength() >= context_->getChunkSize();
-    withPooledPair(manager, [&](void* input, void* output) { prepare(input, output, true, needChunk); });
+  // The same on a pair borrowed from the pool of a pooled batch and given back at once.
+  void preparePooled(MultiBufferMgr& manager, const PlanNeeds& needs) {
+    withPooledPair(manager, [&](void* input, void* output) { prepare(input, output, needs); });
   }
 
   PlanPair<Plan> plans() const { return {single_.get(), chunk_.get(), context_->getChunkSize()}; }
@@ -56,15 +46,14 @@ class BatchPlans {
     chunk_.reset();
   }
 
-  std::uint64_t stretchLength() const { return shape_.stride != 1 ? shape_.stride : shape_.numVectors; }
-
-  void prepare(void* input, void* output, bool needSingle, bool needChunk) {
+  void prepare(void* input, void* output, const PlanNeeds& needs) {
+    const bool needSingle = needs.single, needChunk = needs.chunk;
     releasePlans();
     const Planner planner(context_, cache_);
     auto* in = static_cast<typename Planner::In*>(input);
     auto* out = static_cast<typename Planner::Out*>(output);
     const auto request = [&](OwnedPlan<Plan>& plan, std::uint64_t howmany) {
-      plan.acquire([&](Plan& made) { return planner.getPlan(shape_.length, howmany, in, out, sign_, made); });
+      plan.acquire([&](Plan& made) { return planner.getPlan(length_, howmany, in, out, sign_, made); });
     };
     if (needSingle) request(single_, 1);
     if (needChunk) request(chunk_, context_->getChunkSize());
@@ -76,7 +65,7 @@ class BatchPlans {
 
   const fftwContext* context_;
   Cache* cache_;
-  BatchShape shape_;
+  std::uint64_t length_;
   int sign_;
   OwnedPlan<Plan> single_;
   OwnedPlan<Plan> chunk_;

@@ -14,6 +14,7 @@
 #include "batch/batch_plans.hpp"
 #include "batch/batch_walk.hpp"
 #include "batch/buffer_managers.hpp"
+#include "batch/range_body.hpp"
 #include "buffering/element_functors.hpp"
 #include "tessel_fft/fftw_context.hpp"
 
@@ -30,7 +31,7 @@ struct ScratchLayout {
 };
 
 // Sizes of the groups of chunks that move together, in bytes. A strided gather reads each row of a
-// group's columns as one run of kGroupRowBytes: whole cache lines, where a chunk alone may read half of
+// group's columns as one piece of kGroupRowBytes: whole cache lines, where a chunk alone may read half of
 // one. Contiguous vectors move in groups of about kContiguousGroupBytes, which amortises a step's fixed
 // costs over tiny vectors; larger ones were slower (vectors of 64 complex doubles in groups of one 4 KiB
 // chunk took three quarters of the time that groups of 8 to 64 KiB took on a 2-core AMD EPYC). Neither
@@ -39,13 +40,13 @@ struct ScratchLayout {
 inline constexpr std::size_t kGroupRowBytes = 256;
 inline constexpr std::size_t kContiguousGroupBytes = 4 * buffering::kKiB;
 inline constexpr std::size_t kGroupScratchBytes = 1 * buffering::kMiB;
-// Work per task of a pooled run, input and output together: enough to hide the cost of a task and of
+// Work per task of a pooled batch, input and output together: enough to hide the cost of a task and of
 // its scratch hand-over, small enough that a batch still spreads over many tasks.
 inline constexpr std::size_t kTaskBytes = 512 * buffering::kKiB;
 // Batches whose output takes at least this much move it out with cache-bypassing stores: such an
 // output doesn't stay in the caches anyway, and a cached store would first read each line it overwrites.
 inline constexpr std::size_t kStreamingOutputBytes = 8 * buffering::kMiB;
-// Tasks a pooled run is cut into at least, where it has that many groups, so that threads that start
+// Tasks a pooled batch is cut into at least, where it has that many groups, so that threads that start
 // late still find work.
 inline constexpr std::size_t kMinTasks = 16;
 
@@ -80,8 +81,8 @@ struct ArrayAccess {
 
 // Reading in place pays only for chunks beyond kDirectChunkBytes: smaller ones FFTW's codelets read
 // several vectors in lockstep, which memory serves worse than one sequential copy. The same array read
-// and written vector for vector may be written in place, since scratch holds a run's input by then, but
-// only under plans made by estimate: a measuring planner would overwrite the input before any run.
+// and written vector for vector may be written in place, since scratch holds a group's input by then, but
+// only under plans made by estimate: a measuring planner would overwrite the input before any group moves.
 inline DirectMoves directMovesFor(const BatchShape& shape, const ArrayAccess& access) {
   if (shape.stride != 1) return {false, false};
   const std::size_t inputVectorBytes = shape.inputLength * access.inElementBytes;
@@ -104,37 +105,40 @@ inline DirectMoves directMovesFor(const BatchShape& shape, const ArrayAccess& ac
               keepsResidue(access.out, outputVectorBytes)};
 }
 
-// What a loop over a range of vectors gets besides its scratch: the plans, how to cut the range, and
-// whether it runs inside a task of a pooled run (then it starts no parallel work of its own beyond what
-// the movement kernels nest).
-template <typename Plan>
-struct LoopSetting {
-  PlanPair<Plan> plans;
-  RunCuts cuts;
-  bool pooled;
-};
+// Runs `work` on the calling thread alone: the parallel loops that the movement kernels nest for large
+// moves then find no other thread to share with. An arena of one slot costs about a microsecond, so
+// batches too small for any kernel to go parallel skip it.
+template <typename Work>
+void onCallingThreadOnly(std::size_t batchBytes, const Work& work) {
+  if (batchBytes < buffering::kSerialBelowBytes) {
+    work();
+    return;
+  }
+  tbb::task_arena callerOnly(1);
+  callerOnly.execute(work);
+}
 
 // How the walk cuts this batch. Chunks group only where every place in scratch keeps the alignment the
 // plans were made for, that is where a vector's scratch takes a whole number of 16-byte units.
-inline RunCuts runCutsFor(const BatchShape& shape, const ScratchLayout& scratch, std::size_t chunk) {
-  const std::size_t stretch = shape.stride == 1 ? shape.numVectors : shape.stride;
+inline GroupCuts groupCutsFor(const BatchShape& shape, const ScratchLayout& scratch, const PlanNeeds& needs,
+                              std::size_t chunk) {
   const bool aligned =
       scratch.inputVectorBytes % kPlanAlignment == 0 && scratch.outputVectorBytes % kPlanAlignment == 0;
-  if (!aligned || bufferVectorsFor(shape.numVectors, shape.stride, chunk) == 1) return {chunk, 1, false};
+  if (!aligned || needs.bufferVectors == 1) return {chunk, 1, false};
   const std::size_t chunkScratchBytes = chunk * std::max(scratch.inputVectorBytes, scratch.outputVectorBytes);
   const std::size_t wanted = shape.stride == 1 ? kContiguousGroupBytes / (chunk * scratch.inputVectorBytes)
                                                : (kGroupRowBytes + chunk * scratch.arrayElementBytes - 1) /
                                                      (chunk * scratch.arrayElementBytes);
   const std::size_t fitting = kGroupScratchBytes / chunkScratchBytes;
-  const std::size_t needed = (stretch + chunk - 1) / chunk;
-  const std::size_t listed = RunCuts::kMaxGroupVectors / chunk;
+  const std::size_t needed = (shape.stretch() + chunk - 1) / chunk;
+  const std::size_t listed = GroupCuts::kMaxGroupVectors / chunk;
   const std::size_t chunksPerGroup = std::max<std::size_t>(1, std::min({wanted, fitting, needed, listed}));
   return {chunk, chunksPerGroup, chunksPerGroup > 1 && shape.stride != 1};
 }
 
 // Cuts the groups of a batch into tasks that each run loop(inBlock, outBlock, begin, end) on a pair from
 // `manager`, with the calling thread taking part; returns when all have ended. An exception of a task
-// comes out here once, after every pair is back in the pool. A thread never runs two tasks of the run at
+// comes out here once, after every pair is back in the pool. A thread never runs two tasks of the batch at
 // once. `groupBytes` is the scratch a group passes through, which sizes the tasks.
 template <typename Loop>
 void runTasks(MultiBufferMgr& manager, const BatchGroups& groups, std::size_t groupBytes, const Loop& loop) {
@@ -148,7 +152,7 @@ void runTasks(MultiBufferMgr& manager, const BatchGroups& groups, std::size_t gr
         const std::size_t end = groups.firstVector(range.end());
         withPooledPair(manager, [&](void* input, void* output) {
           // The movement kernels nest parallel loops inside a task. A thread waiting for one may otherwise
-          // pick up another task of this run, which under memory shortage would wait for the pair that
+          // pick up another task of this batch, which under memory shortage would wait for the pair that
           // this thread holds further down its stack.
           tbb::this_task_arena::isolate([&] { loop(input, output, begin, end); });
         });
@@ -156,40 +160,64 @@ void runTasks(MultiBufferMgr& manager, const BatchGroups& groups, std::size_t gr
       tbb::simple_partitioner());
 }
 
-// Runs a batch whose transform length is not 0: chooses the path and narrows the context's thread count
-// (see configureBatchContext), gets scratch and plans, and calls loop(setting, inBlock, outBlock, begin,
-// end) once over the whole batch on the calling thread, or per task over a pool of scratch pairs.
-// All scratch and owned plans are released before it returns, also when an exception passes. `context`
-// is the driver's own copy. Planner is FFTPlanner or DCSTPlanner; `sign` is the FFT sign or DCST
-// direction.
-template <typename Planner, typename Loop>
+// Runs a batch whose transform length is not 0 from `in` to `out` (arrays of the plans' element values):
+// decides the direct moves and streaming, chooses the path and narrows the context's thread count (see
+// configureBatchContext), gets scratch and plans, and runs the family's RangeBody over the whole batch on
+// the calling thread, or per task over a pool of scratch pairs. All scratch and owned plans are
+// released before it returns, also when an exception passes. `context` is the driver's own copy.
+// Planner is FFTPlanner or DCSTPlanner; `sign` is the FFT sign or DCST direction.
+template <typename Planner, typename Hooks = NoHooks, typename In, typename Out>
 void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchShape& shape, int sign,
-              const ScratchLayout& scratch, const Loop& loop) {
-  const BatchPath path = configureBatchContext(context, shape.numVectors, shape.length);
-  const RunCuts cuts = runCutsFor(shape, scratch, context.getChunkSize());
-  const std::size_t vectors =
-      bufferVectorsFor(shape.numVectors, shape.stride, cuts.chunkSize) == 1 ? 1 : cuts.groupVectors();
-  const bool grouped = vectors > 1;
+              const In* in, Out* out, const BatchSides& sides, const Hooks& hooks = {}) {
+  const std::size_t n = shape.length;
+  const bool streamOut =
+      !sides.outputReadNext && sides.parts * n * shape.numVectors * sizeof(Out) >= kStreamingOutputBytes;
+  // Interleaved parts always pass through scratch; FFTW writes the output itself where it stays in the
+  // caches anyway.
+  const DirectMoves direct =
+      sides.parts != 1 ? DirectMoves{false, false}
+                       : directMovesFor(shape, {in, sizeof(In), sides.planInputLength, sides.plansKeepInput,
+                                                out, sizeof(Out), context.getChunkSize(), !streamOut,
+                                                context.getPlanStrategy(n) == FFTW_ESTIMATE});
+  // Scratch holds one part of a vector: an interleaved one passes its two parts through it in turn.
+  const ScratchLayout scratch{sides.planInputLength * sizeof(In), sides.planOutputLength * sizeof(Out),
+                              sides.parts * sizeof(In), direct.output ? out : nullptr};
+  const RangeBody<In, Out, typename Planner::Plan, Hooks> body{
+      in, out, shape, {sides, direct.input, streamOut}, hooks};
+
+  const BatchPath path = configureBatchContext(context, shape.numVectors, n);
+  const std::size_t chunk = context.getChunkSize();
+  const PlanNeeds needs = PlanNeeds::of(shape, chunk, path.pooled);
+  const GroupCuts cuts = groupCutsFor(shape, scratch, needs, chunk);
+  const bool grouped = needs.bufferVectors != 1;
   const std::size_t inputBytes =
       grouped ? cuts.scratchBytes(scratch.inputVectorBytes) : scratch.inputVectorBytes;
   const std::size_t outputBytes = scratch.sharedOutput != nullptr ? 0
                                   : grouped ? cuts.scratchBytes(scratch.outputVectorBytes)
                                             : scratch.outputVectorBytes;
-  BatchPlans<Planner> plans(&context, cache, shape, sign);
+  BatchPlans<Planner> plans(&context, cache, shape.length, sign);
   const auto loopOver = [&](void* inBlock, void* outBlock, std::size_t begin, std::size_t end) {
-    loop(LoopSetting<typename Planner::Plan>{plans.plans(), cuts, path.pooled}, inBlock, outBlock, begin,
-         end);
+    body(LoopSetting<typename Planner::Plan>{plans.plans(), cuts, path.divisionOverTasks()}, inBlock,
+         outBlock, begin, end);
   };
   const auto runPooled = [&](MultiBufferMgr& manager) {
-    plans.preparePooled(manager);
+    plans.preparePooled(manager, needs);
     const std::size_t groupBytes =
         cuts.groupVectors() * (scratch.inputVectorBytes + scratch.outputVectorBytes);
     runTasks(manager, BatchGroups{shape, cuts.groupVectors()}, groupBytes, loopOver);
   };
   if (!path.pooled) {
     ScratchBufferPair pair(inputBytes, outputBytes, scratch.sharedOutput);
-    plans.prepareDirect(pair);
-    loopOver(pair.input, pair.output, 0, shape.numVectors);
+    plans.prepareDirect(pair, needs);
+    const auto loopOverAll = [&] { loopOver(pair.input, pair.output, 0, shape.numVectors); };
+    if (path.threaded) {
+      loopOverAll();
+    } else {
+      // The larger side of the arrays: no move of the batch takes more.
+      onCallingThreadOnly(
+          shape.numVectors * sides.parts * std::max(shape.inputLength * sizeof(In), n * sizeof(Out)),
+          loopOverAll);
+    }
   } else if (scratch.sharedOutput != nullptr) {
     MultipleInputOnlyBufferMgr manager(inputBytes, 0, scratch.sharedOutput);
     runPooled(manager);

@@ -1,4 +1,15 @@
-// How a batch is cut into runs of vectors that move together, and the walk over a range of them.
+// How a batch is cut into groups of vectors that move together, and the walk over a range of them.
+//
+// The words of batch/, from the largest:
+//   batch    the vectors of one driver call, `numVectors` of them.
+//   block    `stride` adjacent columns of the caller's array: the vectors that lie side by side.
+//   stretch  what the walk cuts into chunks together: a block, or at stride 1 the whole batch.
+//   range    the vectors one loop call covers: the whole batch, or one task's share of it.
+//   group    the vectors one step gathers into scratch, transforms and moves out together: several
+//            chunks of one stretch, or the single vectors left over at its end.
+//   unit     the vectors one execution of a plan transforms: a chunk (`chunkSize` vectors, the chunk
+//            plan) or one vector (the single plan).
+// The gather moves a group from the array into scratch, the move out from scratch into the array.
 #pragma once
 
 #include <algorithm>
@@ -14,9 +25,39 @@ struct BatchShape {
   std::size_t length;       // transform length: elements of each output vector
   std::size_t inputLength;  // stored elements of each input vector, cut or zero padded to the transform
   std::size_t numVectors;
+
+  // The stretch of vectors that the walk cuts into chunks together: a block of `stride` columns, or at
+  // stride 1 the whole batch. An empty leading extent gives stride 0 and no vectors.
+  std::size_t stretch() const { return stride != 1 ? stride : numVectors; }
+  // The end of the stretch that holds `vector`.
+  std::size_t stretchEnd(std::size_t vector) const {
+    return stride != 1 ? (vector / stride + 1) * stride : numVectors;
+  }
 };
 
-// The plans a loop runs, shared read-only by every task of a run: `chunk` transforms `chunkSize`
+// The plans a walk over a batch cut into chunks of `chunk` may pass (see walkBatch), decided here once
+// for the plans a batch asks for and for the scratch it holds. A chunk size of 0 faults here.
+struct PlanNeeds {
+  bool single;
+  bool chunk;
+  // Vectors per scratch block: a batch smaller than a chunk runs one vector at a time. But a chunk plan
+  // is made whenever a stretch holds a chunk, and a measuring planner writes all of its vectors, so the
+  // scratch then holds a chunk even where the vectors are fewer (an empty or partial block).
+  std::size_t bufferVectors;
+
+  // For a walk over all of `shape`: the single plan only if a stretch leaves a remainder, or the last
+  // block does (a caller slicing an array may end the batch inside a block). With `anyRange` the walk
+  // goes over ranges the scheduler chooses, which may end anywhere, and the single plan is always needed.
+  static PlanNeeds of(const BatchShape& shape, std::size_t chunk, bool anyRange) {
+    const std::size_t stretch = shape.stretch();
+    const bool partialBlockTail = shape.stride > 1 && (shape.numVectors % shape.stride) % chunk != 0;
+    const bool holdsChunk = stretch >= chunk;
+    return {anyRange || stretch % chunk != 0 || partialBlockTail, holdsChunk,
+            shape.numVectors < chunk && !holdsChunk ? 1 : chunk};
+  }
+};
+
+// The plans a loop runs, shared read-only by every task of a batch: `chunk` transforms `chunkSize`
 // vectors at once, `single` one. Either may be null where the batch cannot need it.
 template <typename Plan>
 struct PlanPair {
@@ -30,7 +71,7 @@ struct PlanPair {
 // out together, so that a strided gather reads whole cache lines of each row; the columns left over go
 // through the single plan, as one group as well where `chunksPerGroup` allows more than one plan per
 // group. Groups hold at most chunksPerGroup * chunkSize vectors, which is what scratch holds.
-struct RunCuts {
+struct GroupCuts {
   std::size_t chunkSize;
   std::size_t chunksPerGroup;
   // Whether the plan units of a group lie one cache line further apart than they need. A strided group
@@ -50,22 +91,22 @@ struct RunCuts {
   static constexpr std::size_t kMaxGroupVectors = 256;
 };
 
-// Where the vectors of a run lie, in elements from the first: in plan units of `vectorsPerPlan` vectors
+// Where the vectors of a group lie, in elements from the first: in plan units of `vectorsPerPlan` vectors
 // at `vectorPitch`, units `unitPitch` apart.
-struct RunPlaces {
+struct GroupPlaces {
   std::size_t vectorPitch;
   std::size_t vectorsPerPlan;
   std::size_t unitPitch;
 
   // Places in scratch of a group cut by `cuts`, for elements of `elementBytes`.
-  static RunPlaces inScratch(std::size_t vectorPitch, std::size_t elementBytes, std::size_t vectorsPerPlan,
-                             const RunCuts& cuts) {
-    const std::size_t padding = cuts.padUnits ? RunCuts::kUnitPaddingBytes / elementBytes : 0;
+  static GroupPlaces inScratch(std::size_t vectorPitch, std::size_t elementBytes, std::size_t vectorsPerPlan,
+                               const GroupCuts& cuts) {
+    const std::size_t padding = cuts.padUnits ? GroupCuts::kUnitPaddingBytes / elementBytes : 0;
     return {vectorPitch, vectorsPerPlan, vectorsPerPlan * vectorPitch + padding};
   }
 
   std::size_t unit(std::size_t u) const { return u * unitPitch; }
-  // Whether the units lie back to back, so that the whole run moves as one block of vectors.
+  // Whether the units lie back to back, so that the whole group moves as one piece of vectors.
   bool packed() const { return unitPitch == vectorsPerPlan * vectorPitch; }
   std::size_t of(std::size_t vector) const {
     return vector / vectorsPerPlan * unitPitch + vector % vectorsPerPlan * vectorPitch;
@@ -76,7 +117,7 @@ struct RunPlaces {
 // vectors. `plan` transforms `vectorsPerPlan` of them at a time, `count / vectorsPerPlan` times, at
 // consecutive places in scratch. Offsets are in array elements, to element 0 of the first vector.
 template <typename Plan>
-struct VectorRun {
+struct VectorGroup {
   std::size_t first;
   std::size_t count;
   std::size_t inputOffset;
@@ -94,7 +135,7 @@ struct BatchGroups {
   BatchShape shape;
   std::size_t groupVectors;
 
-  std::size_t stretch() const { return shape.stride == 1 ? shape.numVectors : shape.stride; }
+  std::size_t stretch() const { return shape.stretch(); }
   std::size_t perStretch() const { return (stretch() + groupVectors - 1) / groupVectors; }
   std::size_t count() const {
     if (shape.numVectors == 0) return 0;
@@ -109,35 +150,34 @@ struct BatchGroups {
   }
 };
 
-// Calls step(run) over vectors [begin, end), cut by `cuts` into groups of chunks and the single vectors
+// Calls step(group) over vectors [begin, end), cut by `cuts` into groups of chunks and the single vectors
 // left over in each stretch; a strided batch is cut block by block, so every block ends with its own
 // leftovers, and a range may start and end inside a block. A plan that the range cannot need is never
-// passed. Without more than one chunk per group, every single vector is a run of its own.
+// passed. Without more than one chunk per group, every single vector is a group of its own.
 template <typename Plan, typename Step>
-void walkBatch(const BatchShape& shape, const PlanPair<Plan>& plans, const RunCuts& cuts, std::size_t begin,
+void walkBatch(const BatchShape& shape, const PlanPair<Plan>& plans, const GroupCuts& cuts, std::size_t begin,
                std::size_t end, Step&& step) {
   // An empty range may come with a stride of 0 (an array with an empty leading extent).
   if (begin >= end) return;
   const std::size_t stride = shape.stride;
-  const auto run = [&](std::size_t first, std::size_t count, Plan plan, std::size_t vectorsPerPlan) {
+  const auto emit = [&](std::size_t first, std::size_t count, Plan plan, std::size_t vectorsPerPlan) {
     const std::size_t block = first / stride, column = first % stride;
-    step(VectorRun<Plan>{first, count, block * stride * shape.inputLength + column,
-                         block * stride * shape.length + column, plan, vectorsPerPlan});
+    step(VectorGroup<Plan>{first, count, block * stride * shape.inputLength + column,
+                           block * stride * shape.length + column, plan, vectorsPerPlan});
   };
   const std::size_t chunk = cuts.chunkSize;
   const std::size_t singlesPerGroup = cuts.chunksPerGroup > 1 ? cuts.groupVectors() : 1;
   std::size_t vector = begin;
   while (vector < end) {
-    // Contiguous vectors form one stretch; a strided block is a stretch of its own.
-    const std::size_t stretchEnd = stride == 1 ? end : std::min(end, (vector / stride + 1) * stride);
+    const std::size_t stretchEnd = std::min(end, shape.stretchEnd(vector));
     while (vector + chunk <= stretchEnd) {
       const std::size_t chunks = std::min(cuts.chunksPerGroup, (stretchEnd - vector) / chunk);
-      run(vector, chunks * chunk, plans.chunk, chunk);
+      emit(vector, chunks * chunk, plans.chunk, chunk);
       vector += chunks * chunk;
     }
     while (vector < stretchEnd) {
       const std::size_t count = std::min(singlesPerGroup, stretchEnd - vector);
-      run(vector, count, plans.single, 1);
+      emit(vector, count, plans.single, 1);
       vector += count;
     }
   }

@@ -1,4 +1,4 @@
-// Scratch pairs of direct runs and the pools of pooled runs.
+// Scratch pairs of direct batches and the pools of pooled batches.
 #include "batch/buffer_managers.hpp"
 
 #include "backend/aligned_scratch.hpp"

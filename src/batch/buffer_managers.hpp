@@ -1,4 +1,4 @@
-// Scratch for batched runs: the pair of a direct run, and the pool that the tasks of a pooled run share.
+// Scratch for batched calls: the pair of a direct batch, and the pool that the tasks of a pooled batch share.
 #pragma once
 
 #include <tbb/concurrent_queue.h>
@@ -14,7 +14,7 @@ struct BufferPair {
   void* output = nullptr;
 };
 
-// The scratch of a direct run: one pair, freed by the destructor. With a `sharedOutput` only the input
+// The scratch of a direct batch: one pair, freed by the destructor. With a `sharedOutput` only the input
 // block is allocated and `output` is the caller's array, which the pair doesn't own: the plans then
 // write straight into it. Throws std::runtime_error("FFTW:nomem"), with nothing left allocated, if a
 // block can't be had. Not copyable.
@@ -32,9 +32,9 @@ class ScratchBufferPair {
   bool ownsOutput_;
 };
 
-// A pool of scratch pairs for the tasks of one pooled run. It starts with one pair; a task that finds
+// A pool of scratch pairs for the tasks of one pooled batch. It starts with one pair; a task that finds
 // the pool empty makes another, and one that can't get memory waits for a pair to come back, so memory
-// exhaustion during a run costs parallelism, not the run. All pairs are freed by the destructor. Any
+// exhaustion during a batch costs parallelism, not the batch. All pairs are freed by the destructor. Any
 // number of tasks may acquire and release at once. Polymorphic, not copyable.
 class MultiBufferMgr {
  public:

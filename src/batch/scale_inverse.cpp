@@ -40,12 +40,12 @@ void divideAll(Real* first, std::size_t count, Real divisor) {
 
 template <typename E>
 void scaleInverse(E* data, std::uint64_t divisor, std::size_t count, bool threaded) {
-  using Real = typename RealOf<E>::type;
+  using Real = typename ElementParts<E>::Real;
   // Two scheduler round trips cost about what dividing this many elements does.
   constexpr std::size_t kParallelAbove = 8192;
   constexpr std::size_t kRealsPerTask = 4096;
   // A complex element is two adjacent reals divided by the same divisor.
-  Real* reals = reinterpret_cast<Real*>(data);
+  Real* reals = ElementParts<E>::real(data);
   const std::size_t realCount = count * (sizeof(E) / sizeof(Real));
   const auto realDivisor = static_cast<Real>(divisor);
   if (count > kParallelAbove && threaded) {
@@ -60,11 +60,9 @@ void scaleInverse(E* data, std::uint64_t divisor, std::size_t count, bool thread
   divideAll(reals, realCount, realDivisor);
 }
 
-template void divideAll(float*, std::size_t, float);
-template void divideAll(double*, std::size_t, double);
-template void scaleInverse(float*, std::uint64_t, std::size_t, bool);
-template void scaleInverse(double*, std::uint64_t, std::size_t, bool);
-template void scaleInverse(std::complex<float>*, std::uint64_t, std::size_t, bool);
-template void scaleInverse(std::complex<double>*, std::uint64_t, std::size_t, bool);
+#define TESSEL_DIVIDE_ALL(R) template decltype(divideAll<R>) divideAll<R>;
+#define TESSEL_SCALE_INVERSE(E) template decltype(scaleInverse<E>) scaleInverse<E>;
+TESSEL_FOR_EACH_REAL(TESSEL_DIVIDE_ALL)
+TESSEL_FOR_EACH_ELEMENT(TESSEL_SCALE_INVERSE)
 
 }  // namespace tessel_fft

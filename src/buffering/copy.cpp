@@ -6,20 +6,41 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "buffering/blocks.hpp"
-#include "buffering/prefetch.hpp"
+#include "buffering/move_loops.hpp"
+#include "buffering/variants.hpp"
 
 namespace tessel_fft::buffering {
 namespace {
 
 using detail::forEachBlock;
 
-// The plain loops. Both the serial_ forms and the blocks of the tbb_ forms run exactly these, so the two
-// forms produce the same bits.
+// The loops of every kernel here: the chosen variant of the element moves (see variants.hpp), the
+// baseline loops of the conjugating ones. Both the serial_ forms and the blocks of the tbb_ forms run
+// exactly these, so the two forms produce the same bits.
 template <typename T>
 void copyRun(T* dst, const T* src, std::size_t n) {
-  if (n != 0) std::memcpy(static_cast<void*>(dst), static_cast<const void*>(src), n * sizeof(T));
+  moveKernels<T>().copy(dst, src, n);
+}
+
+template <typename T, template <typename> class F>
+void gatherRun(T* dst, const T* src, std::ptrdiff_t srcStride, std::size_t n) {
+  if constexpr (std::is_same_v<F<T>, noop<T>>) {
+    moveKernels<T>().gather(dst, src, srcStride, n);
+  } else {
+    detail::gatherLoop<T, F>(dst, src, srcStride, n);
+  }
+}
+
+template <typename T, template <typename> class F>
+void scatterRun(T* dst, std::ptrdiff_t dstStride, const T* src, std::size_t n) {
+  if constexpr (std::is_same_v<F<T>, noop<T>>) {
+    moveKernels<T>().scatter(dst, dstStride, src, n);
+  } else {
+    detail::scatterLoop<T, F>(dst, dstStride, src, n);
+  }
 }
 
 // The sign bits of the imaginary parts in a 16-byte register of complex values: flipping them with an
@@ -42,40 +63,6 @@ void conjugateCopyRun(C* dst, const C* src, std::size_t n) {
   }
   const conjugate<C> f;
   for (; i < count; ++i) f(dst[i], src[-i]);
-}
-
-// A walk whose stride spans a cache line touches a new line with every element.
-template <typename T>
-bool spansCacheLines(std::ptrdiff_t stride) {
-  return static_cast<std::size_t>(stride < 0 ? -stride : stride) * sizeof(T) >= kCacheLineBytes;
-}
-
-template <typename T, template <typename> class F>
-void gatherRun(T* dst, const T* src, std::ptrdiff_t srcStride, std::size_t n) {
-  const F<T> f;
-  const auto count = static_cast<std::ptrdiff_t>(n);
-  std::ptrdiff_t i = 0;
-  if (spansCacheLines<T>(srcStride)) {
-    for (; i + kPrefetchAheadSteps < count; ++i) {
-      prefetchForRead(src + (i + kPrefetchAheadSteps) * srcStride);
-      f(dst[i], src[i * srcStride]);
-    }
-  }
-  for (; i < count; ++i) f(dst[i], src[i * srcStride]);
-}
-
-template <typename T, template <typename> class F>
-void scatterRun(T* dst, std::ptrdiff_t dstStride, const T* src, std::size_t n) {
-  const F<T> f;
-  const auto count = static_cast<std::ptrdiff_t>(n);
-  std::ptrdiff_t i = 0;
-  if (spansCacheLines<T>(dstStride)) {
-    for (; i + kPrefetchAheadSteps < count; ++i) {
-      prefetchForRead(dst + (i + kPrefetchAheadSteps) * dstStride);
-      f(dst[i * dstStride], src[i]);
-    }
-  }
-  for (; i < count; ++i) f(dst[i * dstStride], src[i]);
 }
 
 }  // namespace
@@ -155,37 +142,30 @@ void copy(T* dst, std::ptrdiff_t dstStride, const T* src, std::size_t n) {
 }
 
 }  // namespace strided
-}  // namespace tessel_fft::buffering
 
-#define TESSEL_BUFFERING_CONTIGUOUS_COPY(T)                                                   \
-  template void tessel_fft::buffering::contiguous::serial_copy<T>(T*, const T*, std::size_t); \
-  template void tessel_fft::buffering::contiguous::tbb_copy<T>(T*, const T*, std::size_t);    \
-  template void tessel_fft::buffering::contiguous::copy<T>(T*, const T*, std::size_t);
+// Each kernel by name; the strided gathers and scatters share their names and are told apart by
+// their signatures.
+#define TESSEL_BUFFERING_CONTIGUOUS(T, name) template decltype(contiguous::name<T>) contiguous::name<T>;
+#define TESSEL_BUFFERING_STRIDED(T, F, name)                                    \
+  template void strided::name<T, F>(T*, const T*, std::ptrdiff_t, std::size_t); \
+  template void strided::name<T, F>(T*, std::ptrdiff_t, const T*, std::size_t);
 
-#define TESSEL_BUFFERING_CONJUGATE_COPY(C)                                                              \
-  template void tessel_fft::buffering::contiguous::serial_conjugate_copy<C>(C*, const C*, std::size_t); \
-  template void tessel_fft::buffering::contiguous::tbb_conjugate_copy<C>(C*, const C*, std::size_t);    \
-  template void tessel_fft::buffering::contiguous::conjugate_copy<C>(C*, const C*, std::size_t);
-
-#define TESSEL_BUFFERING_STRIDED_GATHER(T, F)                                                              \
-  template void tessel_fft::buffering::strided::serial_copy<T, F>(T*, const T*, std::ptrdiff_t,            \
-                                                                  std::size_t);                            \
-  template void tessel_fft::buffering::strided::tbb_copy<T, F>(T*, const T*, std::ptrdiff_t, std::size_t); \
-  template void tessel_fft::buffering::strided::copy<T, F>(T*, const T*, std::ptrdiff_t, std::size_t);
-
-#define TESSEL_BUFFERING_STRIDED_SCATTER(T, F)                                                             \
-  template void tessel_fft::buffering::strided::serial_copy<T, F>(T*, std::ptrdiff_t, const T*,            \
-                                                                  std::size_t);                            \
-  template void tessel_fft::buffering::strided::tbb_copy<T, F>(T*, std::ptrdiff_t, const T*, std::size_t); \
-  template void tessel_fft::buffering::strided::copy<T, F>(T*, std::ptrdiff_t, const T*, std::size_t);
-
-#define TESSEL_BUFFERING_COPIES(T)                                \
-  TESSEL_BUFFERING_CONTIGUOUS_COPY(T)                             \
-  TESSEL_BUFFERING_STRIDED_GATHER(T, tessel_fft::buffering::noop) \
-  TESSEL_BUFFERING_STRIDED_SCATTER(T, tessel_fft::buffering::noop)
-#define TESSEL_BUFFERING_CONJUGATING_COPIES(C) \
-  TESSEL_BUFFERING_CONJUGATE_COPY(C)           \
-  TESSEL_BUFFERING_STRIDED_SCATTER(C, tessel_fft::buffering::conjugate)
+#define TESSEL_BUFFERING_COPIES(T)               \
+  TESSEL_BUFFERING_CONTIGUOUS(T, serial_copy)    \
+  TESSEL_BUFFERING_CONTIGUOUS(T, tbb_copy)       \
+  TESSEL_BUFFERING_CONTIGUOUS(T, copy)           \
+  TESSEL_BUFFERING_STRIDED(T, noop, serial_copy) \
+  TESSEL_BUFFERING_STRIDED(T, noop, tbb_copy)    \
+  TESSEL_BUFFERING_STRIDED(T, noop, copy)
+#define TESSEL_BUFFERING_CONJUGATING_COPIES(C)                                                 \
+  TESSEL_BUFFERING_CONTIGUOUS(C, serial_conjugate_copy)                                        \
+  TESSEL_BUFFERING_CONTIGUOUS(C, tbb_conjugate_copy)                                           \
+  TESSEL_BUFFERING_CONTIGUOUS(C, conjugate_copy)                                               \
+  template void strided::serial_copy<C, conjugate>(C*, std::ptrdiff_t, const C*, std::size_t); \
+  template void strided::tbb_copy<C, conjugate>(C*, std::ptrdiff_t, const C*, std::size_t);    \
+  template void strided::copy<C, conjugate>(C*, std::ptrdiff_t, const C*, std::size_t);
 
 TESSEL_FOR_EACH_ELEMENT(TESSEL_BUFFERING_COPIES)
 TESSEL_FOR_EACH_COMPLEX_ELEMENT(TESSEL_BUFFERING_CONJUGATING_COPIES)
+
+}  // namespace tessel_fft::buffering

@@ -3,10 +3,8 @@
 // Every kernel exists as a plain loop (`serial_...`, never touches the TBB scheduler), a parallel form
 // (`tbb_...`, always one tbb::parallel_for over fixed-size blocks) and a dispatcher that picks one of the
 // two from the element count alone. Limits and block sizes are byte budgets divided by the element size:
-//
-//   contiguous and reversing conjugate: limit 1 MiB,   block 256 KiB
-//   strided gather:                     limit 128 KiB, block 16 KiB
-//   strided scatter:                    limit 64 KiB,  block 4 KiB
+// kContiguousBudget for the contiguous and reversing conjugate copies, kGatherBudget for the strided
+// gather, kScatterBudget for the strided scatter (element_functors.hpp).
 //
 // Arguments: destination before source; counts and strides in elements; strides may be negative. Source
 // and destination of one call must not overlap. Any thread may call, also from inside a parallel section.

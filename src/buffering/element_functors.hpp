@@ -7,6 +7,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "backend/precision.hpp"
+
 namespace tessel_fft::buffering {
 
 inline constexpr std::size_t kKiB = 1024;
@@ -50,6 +52,8 @@ struct Budget {
 inline constexpr Budget kContiguousBudget{1 * kMiB, 256 * kKiB};
 inline constexpr Budget kGatherBudget{128 * kKiB, 16 * kKiB};
 inline constexpr Budget kScatterBudget{64 * kKiB, 4 * kKiB};
+// The smallest of the limits: no kernel call that moves fewer bytes starts a parallel loop.
+inline constexpr std::size_t kSerialBelowBytes = kScatterBudget.limitBytes;
 
 // Writes `src` to `dst`. The kernels take functors as template template parameters, so a call costs nothing.
 // Moves the element's bytes in one piece: an assignment of std::complex moves its two parts one by one.
@@ -80,7 +84,3 @@ struct conjugate<std::complex<T>> {
 };
 
 }  // namespace tessel_fft::buffering
-
-// X(T) for each element type the kernels move, and for the complex ones alone: the lists of instantiations.
-#define TESSEL_FOR_EACH_COMPLEX_ELEMENT(X) X(std::complex<float>) X(std::complex<double>)
-#define TESSEL_FOR_EACH_ELEMENT(X) X(float) X(double) TESSEL_FOR_EACH_COMPLEX_ELEMENT(X)

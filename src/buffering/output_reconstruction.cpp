@@ -16,14 +16,12 @@ namespace {
 
 using buffering::conjugate;
 using buffering::elementsInBudget;
-using buffering::kKiB;
 using buffering::noop;
 
-// Lowest h at which the copy and the mirror run concurrently.
 template <typename E>
-constexpr std::size_t kStridedConcurrentAt = elementsInBudget<E>(64 * kKiB);
+constexpr std::size_t kStridedConcurrentAt = elementsInBudget<E>(kStridedHalvesConcurrentBytes);
 template <typename E>
-constexpr std::size_t kUnitConcurrentAt = elementsInBudget<E>(128 * kKiB);
+constexpr std::size_t kUnitConcurrentAt = elementsInBudget<E>(kUnitHalvesConcurrentBytes);
 // Up to this h a unit-stride completion is one plain loop: a tiny transform pays for neither a kernel
 // dispatch nor the scheduler.
 constexpr std::size_t kShortVectorMax = 8;

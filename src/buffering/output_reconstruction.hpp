@@ -9,6 +9,11 @@
 
 namespace tessel_fft {
 
+// The lowest one-sided length h, in bytes of elements, at which a completing move runs its copy and its
+// mirror concurrently: to a strided destination, and to a unit-stride one.
+inline constexpr std::size_t kStridedHalvesConcurrentBytes = 64 * 1024;
+inline constexpr std::size_t kUnitHalvesConcurrentBytes = 128 * 1024;
+
 // Selects the completing overloads of copyFromOutputBuffer. Carries no data.
 struct r2cTag {};
 

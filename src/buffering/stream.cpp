@@ -10,31 +10,10 @@
 
 #include "buffering/element_functors.hpp"
 #include "buffering/prefetch.hpp"
+#include "buffering/variants.hpp"
 
 namespace tessel_fft::buffering {
 namespace {
-
-// Copies `bytes` bytes: whole destination lines with non-temporal stores, the partial lines at either end
-// with memcpy. No fence: callers fence once at their end.
-void streamBytes(char* dst, const char* src, std::size_t bytes) {
-  const std::size_t misalignment = reinterpret_cast<std::uintptr_t>(dst) % kCacheLineBytes;
-  const std::size_t head = std::min(bytes, misalignment == 0 ? 0 : kCacheLineBytes - misalignment);
-  std::memcpy(dst, src, head);
-  dst += head;
-  src += head;
-  bytes -= head;
-  for (; bytes >= kCacheLineBytes; bytes -= kCacheLineBytes, dst += kCacheLineBytes, src += kCacheLineBytes) {
-    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src));
-    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16));
-    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 32));
-    const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 48));
-    _mm_stream_si128(reinterpret_cast<__m128i*>(dst), a);
-    _mm_stream_si128(reinterpret_cast<__m128i*>(dst + 16), b);
-    _mm_stream_si128(reinterpret_cast<__m128i*>(dst + 32), c);
-    _mm_stream_si128(reinterpret_cast<__m128i*>(dst + 48), d);
-  }
-  std::memcpy(dst, src, bytes);
-}
 
 // Rows are gathered into a tile of this much stack before they stream out.
 constexpr std::size_t kTileBytes = 4096;
@@ -47,7 +26,7 @@ namespace contiguous {
 
 template <typename T>
 void stream_copy(T* dst, const T* src, std::size_t n) {
-  streamBytes(reinterpret_cast<char*>(dst), reinterpret_cast<const char*>(src), n * sizeof(T));
+  streamKernel()(reinterpret_cast<char*>(dst), reinterpret_cast<const char*>(src), n * sizeof(T));
 }
 
 }  // namespace contiguous
@@ -82,7 +61,7 @@ void scatterRowsByPiece(T* dst, std::ptrdiff_t dstStride, const T* const* column
 }
 
 // Any other destination: rows are gathered into a tile on the stack, a line's worth of rows at a time so
-// that each source column gives one line to it, and each row leaves through streamBytes.
+// that each source column gives one line to it, and each row leaves through the streaming kernel.
 template <typename T>
 void scatterRowsThroughTile(T* dst, std::ptrdiff_t dstStride, const T* const* columns, std::size_t cols,
                             std::size_t rows) {
@@ -100,7 +79,7 @@ void scatterRowsThroughTile(T* dst, std::ptrdiff_t dstStride, const T* const* co
           std::memcpy(&tile[r * tileColumns + c], &column[r], sizeof(T));
       }
       for (std::size_t r = 0; r < tileRows; ++r) {
-        streamBytes(
+        streamKernel()(
             reinterpret_cast<char*>(destination + static_cast<std::ptrdiff_t>(firstRow + r) * dstStride),
             reinterpret_cast<const char*>(tile + r * tileColumns), tileColumns * sizeof(T));
       }
@@ -123,10 +102,9 @@ void stream_scatter_columns(T* dst, std::ptrdiff_t dstStride, const T* const* co
 
 }  // namespace strided
 
-#define TESSEL_STREAM(T)                                                                             \
-  template void contiguous::stream_copy<T>(T*, const T*, std::size_t);                               \
-  template void strided::stream_scatter_columns<T>(T*, std::ptrdiff_t, const T* const*, std::size_t, \
-                                                   std::size_t);
+#define TESSEL_STREAM(T)                                                    \
+  template decltype(contiguous::stream_copy<T>) contiguous::stream_copy<T>; \
+  template decltype(strided::stream_scatter_columns<T>) strided::stream_scatter_columns<T>;
 TESSEL_FOR_EACH_ELEMENT(TESSEL_STREAM)
 
 }  // namespace tessel_fft::buffering

@@ -98,21 +98,15 @@ void submatrix(T* dst, std::size_t dstLd, const T* src, std::size_t srcLd, std::
 }
 
 }  // namespace interleaved
-}  // namespace tessel_fft::buffering
 
-#define TESSEL_BUFFERING_SUBMATRIX(T)                                                                   \
-  template void tessel_fft::buffering::contiguous::submatrix<T>(T*, std::size_t, const T*, std::size_t, \
-                                                                std::size_t, std::size_t, bool);
-
-#define TESSEL_BUFFERING_CONJUGATE_SUBMATRIX(C)                            \
-  template void tessel_fft::buffering::contiguous::conjugate_submatrix<C>( \
-      C*, std::size_t, const C*, std::size_t, std::size_t, std::size_t);
-
-#define TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(T)                                                        \
-  template void tessel_fft::buffering::interleaved::submatrix<T>(T*, std::size_t, const T*, std::size_t, \
-                                                                 std::size_t, std::size_t);
+#define TESSEL_BUFFERING_SUBMATRIX(T) template decltype(contiguous::submatrix<T>) contiguous::submatrix<T>;
+#define TESSEL_BUFFERING_CONJUGATE_SUBMATRIX(C) \
+  template decltype(contiguous::conjugate_submatrix<C>) contiguous::conjugate_submatrix<C>;
+#define TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(T) \
+  template decltype(interleaved::submatrix<T>) interleaved::submatrix<T>;
 
 TESSEL_FOR_EACH_ELEMENT(TESSEL_BUFFERING_SUBMATRIX)
 TESSEL_FOR_EACH_COMPLEX_ELEMENT(TESSEL_BUFFERING_CONJUGATE_SUBMATRIX)
-TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(float)
-TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(double)
+TESSEL_FOR_EACH_REAL(TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX)
+
+}  // namespace tessel_fft::buffering

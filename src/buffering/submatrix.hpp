@@ -4,9 +4,9 @@
 //
 // Each kernel chooses its column copy once per call (parallel when `rows` reaches the copy limit) and goes
 // parallel over blocks of columns when maxLd * cols exceeds the matrix limit, blocks being
-// max(1, blockBudget / maxLd) columns, maxLd = max(dstLd, srcLd):
-//   contiguous kernels:  copy limit 1 MiB,   matrix limit 1 MiB,   blockBudget 256 KiB
-//   interleaved kernel:  copy limit 128 KiB, matrix limit 128 KiB, blockBudget 16 KiB
+// max(1, blockBudget / maxLd) columns, maxLd = max(dstLd, srcLd). The copy limit, matrix limit and
+// block budget are those of kContiguousBudget for the contiguous kernels, of kGatherBudget for the
+// interleaved one.
 // Each column is written by one task; its zero fill follows its copy. Source and destination must not
 // overlap, except that conjugate_submatrix may read and write disjoint parts of the same columns. Any thread
 // may call, also from inside a parallel section.

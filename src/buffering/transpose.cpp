@@ -5,42 +5,16 @@
 
 #include "buffering/blocks.hpp"
 #include "buffering/copy.hpp"
+#include "buffering/move_loops.hpp"
 #include "buffering/prefetch.hpp"
+#include "buffering/variants.hpp"
 
 namespace tessel_fft::buffering {
 namespace {
 
 using detail::forEachBlock;
-
-// How much of a far run the walks below prefetch: its start, after which the hardware follows it.
-constexpr std::size_t kPrefetchRunBytes = 4 * kCacheLineBytes;
-
-// The edge of the tiles the walks below cut: one cache line of elements.
-template <typename T>
-constexpr std::ptrdiff_t kTileEdge = sizeof(T) < kCacheLineBytes ? kCacheLineBytes / sizeof(T) : 1;
-
-// Walks outer indices [first, end) in tiles of a line's worth; within a tile every inner index, and for
-// each of those the tile's outer indices: move(outer, inner). The tile's elements on the side where outer
-// indices are adjacent then form one line, written or read at once, while the far runs of the other side
-// are walked side by side along their unit stride. Walking one outer index at a time instead touches one
-// element of each of `inner` lines, and where their distance is a multiple of 4 KiB those lines compete
-// for the same cache set. prefetch(outer) starts the far run of an outer index ahead of the walk, for
-// outer indices of this call's range only, so that no address outside the arrays is formed.
-template <typename T, typename Move, typename Prefetch>
-void walkTiles(std::size_t first, std::size_t end, std::size_t innerCount, const Move& move,
-               const Prefetch& prefetch) {
-  const auto last = static_cast<std::ptrdiff_t>(end);
-  const auto inner = static_cast<std::ptrdiff_t>(innerCount);
-  if (inner == 0) return;
-  for (auto tile = static_cast<std::ptrdiff_t>(first); tile < last; tile += kTileEdge<T>) {
-    const std::ptrdiff_t tileEnd = std::min(tile + kTileEdge<T>, last);
-    const std::ptrdiff_t prefetchEnd = std::min(tileEnd + kPrefetchAheadSteps, last);
-    for (std::ptrdiff_t o = tile + kPrefetchAheadSteps; o < prefetchEnd; ++o) prefetch(o);
-    for (std::ptrdiff_t i = 0; i < inner; ++i) {
-      for (std::ptrdiff_t o = tile; o < tileEnd; ++o) move(o, i);
-    }
-  }
-}
+using detail::kPrefetchRunBytes;
+using detail::walkTiles;
 
 // Columns [firstColumn, endColumn) outside: each destination row receives a line of the tile's columns,
 // while the source columns are read along their unit stride.
@@ -87,6 +61,18 @@ void interleavedWalk(T* d, std::ptrdiff_t dstStep, const T* s, std::ptrdiff_t sr
 
 namespace strided {
 
+template <typename T>
+void gather_rows(T* const* rows, const T* src, std::ptrdiff_t srcStride, std::size_t cols,
+                 std::size_t rowCount) {
+  moveKernels<T>().gatherRows(rows, src, srcStride, cols, rowCount);
+}
+
+template <typename T>
+void scatter_columns(T* dst, std::ptrdiff_t dstStride, const T* const* columns, std::size_t cols,
+                     std::size_t rows) {
+  moveKernels<T>().scatterColumns(dst, dstStride, columns, cols, rows);
+}
+
 template <typename T, template <typename> class F>
 void serial_transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride,
                       std::size_t cols, std::size_t rows) {
@@ -120,28 +106,6 @@ void transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t sr
   } else {
     serial_transpose<T, F>(dst, dstStride, src, srcStride, cols, rows);
   }
-}
-
-template <typename T>
-void gather_rows(T* const* rows, const T* src, std::ptrdiff_t srcStride, std::size_t cols,
-                 std::size_t rowCount) {
-  const noop<T> f;
-  walkTiles<T>(
-      0, cols, rowCount, [&](std::ptrdiff_t c, std::ptrdiff_t r) { f(rows[r][c], src[c * srcStride + r]); },
-      [&](std::ptrdiff_t c) {
-        prefetchForRead(src + c * srcStride, std::min(rowCount * sizeof(T), kPrefetchRunBytes));
-      });
-}
-
-template <typename T>
-void scatter_columns(T* dst, std::ptrdiff_t dstStride, const T* const* columns, std::size_t cols,
-                     std::size_t rows) {
-  const noop<T> f;
-  walkTiles<T>(
-      0, rows, cols, [&](std::ptrdiff_t r, std::ptrdiff_t c) { f(dst[r * dstStride + c], columns[c][r]); },
-      [&](std::ptrdiff_t r) {
-        prefetchForRead(dst + r * dstStride, std::min(cols * sizeof(T), kPrefetchRunBytes));
-      });
 }
 
 }  // namespace strided
@@ -191,32 +155,21 @@ void transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t sr
 }
 
 }  // namespace interleaved
-}  // namespace tessel_fft::buffering
 
-#define TESSEL_BUFFERING_STRIDED_TRANSPOSE(T, F)                                              \
-  template void tessel_fft::buffering::strided::serial_transpose<T, F>(                       \
-      T*, std::ptrdiff_t, const T*, std::ptrdiff_t, std::size_t, std::size_t);                \
-  template void tessel_fft::buffering::strided::tbb_transpose<T, F>(                          \
-      T*, std::ptrdiff_t, const T*, std::ptrdiff_t, std::size_t, std::size_t);                \
-  template void tessel_fft::buffering::strided::transpose<T, F>(T*, std::ptrdiff_t, const T*, \
-                                                                std::ptrdiff_t, std::size_t, std::size_t);
-
-#define TESSEL_BUFFERING_VECTOR_LISTS(T)                                                                \
-  template void tessel_fft::buffering::strided::gather_rows<T>(T* const*, const T*, std::ptrdiff_t,     \
-                                                               std::size_t, std::size_t);               \
-  template void tessel_fft::buffering::strided::scatter_columns<T>(T*, std::ptrdiff_t, const T* const*, \
-                                                                   std::size_t, std::size_t);
-
-#define TESSEL_BUFFERING_TRANSPOSES(T)                               \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(T, tessel_fft::buffering::noop) \
-  TESSEL_BUFFERING_VECTOR_LISTS(T)
-#define TESSEL_BUFFERING_CONJUGATING_TRANSPOSE(C) \
-  TESSEL_BUFFERING_STRIDED_TRANSPOSE(C, tessel_fft::buffering::conjugate)
-#define TESSEL_BUFFERING_INTERLEAVED_TRANSPOSE(T)                 \
-  template void tessel_fft::buffering::interleaved::transpose<T>( \
-      T*, std::ptrdiff_t, const T*, std::ptrdiff_t, std::size_t, std::size_t, bool);
+#define TESSEL_BUFFERING_STRIDED_TRANSPOSE(T, F)                                      \
+  template decltype(strided::serial_transpose<T, F>) strided::serial_transpose<T, F>; \
+  template decltype(strided::tbb_transpose<T, F>) strided::tbb_transpose<T, F>;       \
+  template decltype(strided::transpose<T, F>) strided::transpose<T, F>;
+#define TESSEL_BUFFERING_TRANSPOSES(T)                                \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(T, noop)                         \
+  template decltype(strided::gather_rows<T>) strided::gather_rows<T>; \
+  template decltype(strided::scatter_columns<T>) strided::scatter_columns<T>;
+#define TESSEL_BUFFERING_CONJUGATING_TRANSPOSE(C) TESSEL_BUFFERING_STRIDED_TRANSPOSE(C, conjugate)
+#define TESSEL_BUFFERING_INTERLEAVED_TRANSPOSE(T) \
+  template decltype(interleaved::transpose<T>) interleaved::transpose<T>;
 
 TESSEL_FOR_EACH_ELEMENT(TESSEL_BUFFERING_TRANSPOSES)
 TESSEL_FOR_EACH_COMPLEX_ELEMENT(TESSEL_BUFFERING_CONJUGATING_TRANSPOSE)
-TESSEL_BUFFERING_INTERLEAVED_TRANSPOSE(float)
-TESSEL_BUFFERING_INTERLEAVED_TRANSPOSE(double)
+TESSEL_FOR_EACH_REAL(TESSEL_BUFFERING_INTERLEAVED_TRANSPOSE)
+
+}  // namespace tessel_fft::buffering

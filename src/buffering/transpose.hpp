@@ -3,8 +3,7 @@
 //
 // Loop order and parallel axis follow the shape: with rows < cols the columns are the outer (and parallel)
 // axis, otherwise the rows are. A parallel block cuts the outer axis only and walks the inner axis whole.
-//   columns outer: block 16 KiB of columns, dispatcher limit on cols 128 KiB
-//   rows outer:    block 4 KiB of rows,     dispatcher limit on rows 64 KiB
+// Columns outer take kGatherBudget (limit on cols, blocks of columns), rows outer kScatterBudget.
 //
 // Source and destination of one call must not overlap. Any thread may call, also from inside a parallel
 // section.

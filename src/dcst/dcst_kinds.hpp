@@ -28,5 +28,6 @@ constexpr std::uint64_t dcstDivisor(std::uint64_t n) {
 
 }  // namespace tessel_fft
 
-// X(Kind) for each of the eight kinds, for the lists of instantiations.
-#define TESSEL_FOR_EACH_DCST_KIND(X) X(0) X(1) X(2) X(3) X(4) X(5) X(6) X(7)
+// X(T, Kind) for each precision and each of the eight kinds, for the lists of instantiations.
+#define TESSEL_FOR_EACH_DCST_KIND(X, T) X(T, 0) X(T, 1) X(T, 2) X(T, 3) X(T, 4) X(T, 5) X(T, 6) X(T, 7)
+#define TESSEL_FOR_EACH_DCST_TYPE(X) TESSEL_FOR_EACH_DCST_KIND(X, float) TESSEL_FOR_EACH_DCST_KIND(X, double)

@@ -27,9 +27,7 @@ bool DCSTPlanner<T, Kind>::getPlan(std::uint64_t n, std::uint64_t howmany, T* in
                         plan);
 }
 
-#define TESSEL_DCST_PLANNER(Kind)          \
-  template class DCSTPlanner<float, Kind>; \
-  template class DCSTPlanner<double, Kind>;
-TESSEL_FOR_EACH_DCST_KIND(TESSEL_DCST_PLANNER)
+#define TESSEL_DCST_PLANNER(T, Kind) template class DCSTPlanner<T, Kind>;
+TESSEL_FOR_EACH_DCST_TYPE(TESSEL_DCST_PLANNER)
 
 }  // namespace tessel_fft

@@ -15,9 +15,8 @@ void quillDCST1D(fftwContext context, dcstPlanCacheInterface<T, Kind>* cache, co
                         DCSTPass<T>{nullptr, false});
 }
 
-#define TESSEL_QUILL_DCST(Kind)                                                        \
-  template TESSEL_FFT_API decltype(quillDCST1D<float, Kind>) quillDCST1D<float, Kind>; \
-  template TESSEL_FFT_API decltype(quillDCST1D<double, Kind>) quillDCST1D<double, Kind>;
-TESSEL_FOR_EACH_DCST_KIND(TESSEL_QUILL_DCST)
+#define TESSEL_QUILL_DCST(T, Kind) \
+  template TESSEL_FFT_API decltype(quillDCST1D<T, Kind>) quillDCST1D<T, Kind>;
+TESSEL_FOR_EACH_DCST_TYPE(TESSEL_QUILL_DCST)
 
 }  // namespace tessel_fft

@@ -16,22 +16,6 @@ namespace tessel_fft {
 
 namespace {
 
-// The real component type of an element and whether the element is complex.
-template <typename E>
-struct ElementParts {
-  using Real = E;
-  static constexpr bool isComplex = false;
-  static const Real* real(const E* p) { return p; }
-  static Real* real(E* p) { return p; }
-};
-template <typename R>
-struct ElementParts<std::complex<R>> {
-  using Real = R;
-  static constexpr bool isComplex = true;
-  static const Real* real(const std::complex<R>* p) { return reinterpret_cast<const R*>(p); }
-  static Real* real(std::complex<R>* p) { return reinterpret_cast<R*>(p); }
-};
-
 constexpr int kDCTII = 1;
 constexpr int kDCTIII = 2;
 

@@ -318,15 +318,18 @@ std::string describe(const Call& c) {
   static const char* const families[] = {"Quill", "NoCopy", "DCST", "Interleaved1D", "Interleaved2D", "ND"};
   std::ostringstream os;
   os << families[static_cast<int>(c.family)] << (c.single ? " float" : " double") << " kind " << c.kind
-     << " stride " << c.stride << " n " << c.n << " inputLength " << c.inputLength << " numVectors "
-     << c.numVectors << " threads " << c.threads << " chunk " << c.chunk << " sign " << c.sign << " flags 0x"
-     << std::hex << c.flags << std::dec << " seed " << c.seed << (c.dims.empty() ? "" : " dims");
+     << " stride " << c.stride << " n " << c.n << " inputLength "
+     << (c.inputLength == kInputIsN ? c.n : c.inputLength) << " numVectors " << c.numVectors << " threads "
+     << c.threads << " chunk " << c.chunk << " sign " << c.sign << " flags 0x" << std::hex << c.flags
+     << std::dec << " seed " << c.seed << (c.dims.empty() ? "" : " dims");
   for (const std::uint64_t d : c.dims) os << ' ' << d;
   return os.str();
 }
 
-Outcome runCall(const Call& call, CacheSet* caches) {
+Outcome runCall(const Call& described, CacheSet* caches) {
   CacheSet own;
+  Call call = described;
+  if (call.inputLength == kInputIsN) call.inputLength = call.n;
   return call.single ? run<float>(call, caches ? *caches : own) : run<double>(call, caches ? *caches : own);
 }
 

@@ -31,15 +31,20 @@ enum : unsigned {
   kOrthonormal = 512,   // ND
 };
 
+// An input length that is the transform length.
+inline constexpr std::uint64_t kInputIsN = ~std::uint64_t{0};
+
+// Defaults: a forward double transform of one vector, one thread, chunks of 4. Tables name the fields
+// that matter for their row.
 struct Call {
-  Family family;
-  bool single;  // float, else double
-  int kind;     // FFT 0..2; DCST 0..7; ND 0 dctIIND, 1 idctIIND
+  Family family = Family::Quill;
+  bool single = false;  // float, else double
+  int kind = 0;         // FFT 0..2; DCST 0..7; ND 0 dctIIND, 1 idctIIND
   // Batched families as named. Interleaved: n is n0, numVectors is howmany or n1.
-  std::uint64_t stride, n, inputLength, numVectors;
-  std::uint64_t threads, chunk;
-  int sign;  // FFT sign, DCST direction
-  unsigned flags;
+  std::uint64_t stride = 1, n = 1, inputLength = kInputIsN, numVectors = 1;
+  std::uint64_t threads = 1, chunk = 4;
+  int sign = -1;  // FFT sign, DCST direction
+  unsigned flags = 0;
   std::vector<std::uint64_t> dims = {};  // ND only
   unsigned seed = 1;
 };

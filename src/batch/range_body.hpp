@@ -1,0 +1,187 @@
+// The body every batched family runs over a range of vectors: gather a group, execute its plan units,
+// divide while hot, move out, fence.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "backend/precision.hpp"
+#include "batch/batch_walk.hpp"
+#include "batch/scale_inverse.hpp"
+#include "batch/vector_moves.hpp"
+#include "buffering/output_reconstruction.hpp"
+#include "buffering/stream.hpp"
+#include "buffering/transpose.hpp"
+#include "tessel_fft/fftw_api.hpp"
+
+namespace tessel_fft {
+
+// What a loop over a range of vectors gets besides its scratch: the plans, how to cut the range, and
+// whether an inverse's division may spread over tasks (see BatchPath).
+template <typename Plan>
+struct LoopSetting {
+  PlanPair<Plan> plans;
+  GroupCuts cuts;
+  bool divisionOverTasks;
+};
+
+// What a family tells the skeleton about its batch besides the shape.
+struct BatchSides {
+  std::size_t parts;             // 1, or 2 for interleaved complex vectors through a real plan
+  std::size_t planInputLength;   // places per vector on each side of the plans
+  std::size_t planOutputLength;  // (a one-sided spectrum's n/2+1 on its side)
+  // Whether the plans may read the caller's input where it lies: they leave their input as it was
+  // (every out-of-place kind but c2r), and nothing changes it before them.
+  bool plansKeepInput;
+  // Whether another pass reads the output right away, which then stays in the caches instead of
+  // streaming past them.
+  bool outputReadNext;
+  std::uint64_t divisor;  // of an inverse transform; 1 for none
+};
+
+// How one batch moves, decided once for all its groups (see runBatch).
+struct BatchMoves {
+  BatchSides sides;
+  bool directInput;  // plans read the caller's input vectors where they lie
+  bool streamOut;    // the output is too large for the caches
+};
+
+// The hooks of a family that adds nothing to the body: the default.
+struct NoHooks {
+  // Whether the move out completes one-sided r2c spectra to full ones.
+  static constexpr bool completesSpectra = false;
+  // Called on `count` gathered vectors in scratch, `pitch` apart, before their plan unit runs.
+  template <typename E>
+  void beforeUnit(E*, std::size_t, std::size_t) const {}
+  // Called on a unit's `count` transformed (and divided) vectors, `pitch` apart, before they move out.
+  template <typename E>
+  void afterUnit(E*, std::size_t, std::size_t) const {}
+};
+
+// The loop of one range of vectors. In and Out are the arrays' element types on each side of the plans; Hooks
+// is NoHooks or a family's variant of it. Where the output block is the output array itself the plans write
+// straight into the array, and only an r2c spectrum still moves, in place. Tasks share one body read-only.
+template <typename In, typename Out, typename Plan, typename Hooks = NoHooks>
+struct RangeBody {
+  const In* in;
+  Out* out;
+  BatchShape shape;
+  BatchMoves moves;
+  Hooks hooks;
+
+  void operator()(const LoopSetting<Plan>& setting, void* inBlock, void* outBlock, std::size_t begin,
+                  std::size_t end) const {
+    const fftwApi& api = fftwApi::getInstance();
+    In* const inBuf = static_cast<In*>(inBlock);
+    Out* const outBuf = static_cast<Out*>(outBlock);
+    const bool directOutput = outBuf == out;
+    const std::size_t parts = moves.sides.parts;
+    walkBatch(shape, setting.plans, setting.cuts, begin, end, [&](const VectorGroup<Plan>& group) {
+      const In* const source = in + parts * group.inputOffset;
+      Out* const destination = out + parts * group.outputOffset;
+      const std::size_t vectorsPerPlan = group.vectorsPerPlan;
+      // In the arrays, a unit's vectors lie one after another: only the direct moves, at stride 1, use
+      // these places.
+      const GroupPlaces inputPlaces =
+          moves.directInput
+              ? GroupPlaces{shape.inputLength, vectorsPerPlan, vectorsPerPlan * shape.inputLength}
+              : GroupPlaces::inScratch(moves.sides.planInputLength, sizeof(In), vectorsPerPlan, setting.cuts);
+      const GroupPlaces outputPlaces =
+          directOutput
+              ? GroupPlaces{moves.sides.planOutputLength, vectorsPerPlan, vectorsPerPlan * shape.length}
+              : GroupPlaces::inScratch(moves.sides.planOutputLength, sizeof(Out), vectorsPerPlan,
+                                       setting.cuts);
+      In* const planInput = moves.directInput ? const_cast<In*>(source) : inBuf;
+      Out* const planOutput = directOutput ? destination : outBuf;
+      for (std::size_t part = 0; part < parts; ++part) {
+        if (!moves.directInput) load(inBuf, inputPlaces, source + part, group);
+        for (std::size_t u = 0; u < group.executions(); ++u) {
+          In* const unitInput = planInput + inputPlaces.unit(u);
+          Out* const unitOutput = planOutput + outputPlaces.unit(u);
+          hooks.beforeUnit(unitInput, inputPlaces.vectorPitch, vectorsPerPlan);
+          api.execute(group.plan, asFftw(unitInput), asFftw(unitOutput));
+          if (moves.sides.divisor != 1)
+            scaleInverse(unitOutput, moves.sides.divisor, vectorsPerPlan * outputPlaces.vectorPitch,
+                         setting.divisionOverTasks);
+          hooks.afterUnit(unitOutput, outputPlaces.vectorPitch, vectorsPerPlan);
+        }
+        moveOut(planOutput, outputPlaces, destination + part, group);
+      }
+    });
+    if (moves.streamOut) buffering::streamFence();
+  }
+
+  // In the arrays, a group's vectors are adjacent columns, or at stride 1 whole vectors one after another.
+  std::size_t arrayStep(std::size_t length) const {
+    return moves.sides.parts * (shape.stride == 1 ? length : 1);
+  }
+
+  // Whether `count` vectors of one block move through the rows of their columns at once, which the
+  // gather does for several plan units and the move out for several vectors.
+  bool byRows(std::size_t count) const { return moves.sides.parts == 1 && shape.stride != 1 && count > 1; }
+
+  // Gathers one part of the group's vectors into their places in scratch, cut to or padded with zeros to
+  // the length the plans read. A strided group is one pass over the rows of its columns; a packed group
+  // (one unit, or contiguous vectors) moves in one piece, other units one by one.
+  void load(In* inBuf, const GroupPlaces& places, const In* source, const VectorGroup<Plan>& group) const {
+    const std::size_t logical = places.vectorPitch;
+    if (byRows(group.executions())) {
+      In* rows[GroupCuts::kMaxGroupVectors];
+      for (std::size_t v = 0; v < group.count; ++v) rows[v] = inBuf + places.of(v);
+      const std::size_t used = std::min(shape.inputLength, logical);
+      buffering::strided::gather_rows(rows, source, static_cast<std::ptrdiff_t>(shape.stride), used,
+                                      group.count);
+      for (std::size_t v = 0; v < group.count; ++v) zeroPadVectors(rows[v], logical, used, 1);
+      return;
+    }
+    const bool packed = places.packed();
+    const std::size_t count = packed ? group.count : group.vectorsPerPlan;
+    const std::size_t step = arrayStep(shape.inputLength);
+    for (std::size_t u = 0; u < (packed ? 1 : group.executions()); ++u) {
+      loadVectors(inBuf + places.unit(u), source + u * group.vectorsPerPlan * step,
+                  {shape.stride, shape.inputLength, logical}, moves.sides.parts, count);
+    }
+  }
+
+  // Moves one part of the group's transformed vectors from their places to the array, completing r2c
+  // spectra where the family asks for it.
+  void moveOut(Out* planOutput, const GroupPlaces& places, Out* destination,
+               const VectorGroup<Plan>& group) const {
+    const std::size_t n = shape.length;
+    const std::size_t stride = shape.stride;
+    if (!Hooks::completesSpectra && byRows(group.count)) {
+      const Out* columns[GroupCuts::kMaxGroupVectors];
+      for (std::size_t v = 0; v < group.count; ++v) columns[v] = planOutput + places.of(v);
+      const auto dstStride = static_cast<std::ptrdiff_t>(stride);
+      if (moves.streamOut) {
+        buffering::strided::stream_scatter_columns(destination, dstStride, columns, group.count, n);
+      } else {
+        buffering::strided::scatter_columns(destination, dstStride, columns, group.count, n);
+      }
+      return;
+    }
+    // Units apart from each other (padded in scratch, or an r2c spectrum FFTW wrote into the array) move
+    // one by one, a packed group in one piece.
+    const bool packed = places.packed();
+    const std::size_t units = packed ? 1 : group.executions();
+    const std::size_t count = packed ? group.count : group.vectorsPerPlan;
+    const std::size_t step = arrayStep(n);
+    for (std::size_t u = 0; u < units; ++u) {
+      Out* const unitOutput = planOutput + places.unit(u);
+      Out* const unitDestination = destination + u * group.vectorsPerPlan * step;
+      if constexpr (Hooks::completesSpectra) {
+        if (stride == 1) {
+          copyFromOutputBuffer(unitOutput, n, count, unitDestination, r2cTag{});
+        } else {
+          copyFromOutputBuffer(unitOutput, n, count, StridedOutput<Out>{unitDestination, stride}, r2cTag{});
+        }
+      } else {
+        storeVectors(unitDestination, static_cast<const Out*>(unitOutput), stride, n, moves.sides.parts,
+                     count, moves.streamOut);
+      }
+    }
+  }
+};
+
+}  // namespace tessel_fft

@@ -89,17 +89,19 @@ int run(int argc, char** argv) {
     return 0;
   }
 
+  // A sweep's shapes are cases too, named s01, s02, ...: --case picks some of them to run again.
+  const std::vector<CaseDefinition> pool =
+      options.sweep > 0 ? sweepCases(drawProblems(sweepSpace(options.quick),
+                                                  static_cast<std::uint64_t>(options.sweep), options.seed))
+                        : all;
   std::vector<CaseDefinition> selected;
-  if (options.sweep > 0) {
-    selected = sweepCases(
-        drawProblems(sweepSpace(options.quick), static_cast<std::uint64_t>(options.sweep), options.seed));
-  } else if (options.cases.empty()) {
-    selected = all;
+  if (options.cases.empty()) {
+    selected = pool;
   } else {
     for (const std::string& name : options.cases) {
       const auto found =
-          std::find_if(all.begin(), all.end(), [&](const CaseDefinition& c) { return c.name == name; });
-      if (found == all.end()) return usageError("unknown case '" + name + "' (--list shows them)");
+          std::find_if(pool.begin(), pool.end(), [&](const CaseDefinition& c) { return c.name == name; });
+      if (found == pool.end()) return usageError("unknown case '" + name + "' (--list shows them)");
       selected.push_back(*found);
     }
   }

@@ -96,7 +96,6 @@ Options parseOptions(int argc, const char* const* argv) {
       throw UsageError("unknown option '" + std::string(argv[i]) + "'");
     }
   }
-  if (options.sweep > 0 && !options.cases.empty()) throw UsageError("--sweep and --case exclude each other");
   return options;
 }
 
@@ -114,7 +113,7 @@ std::string usageText() {
          "                   whose timings are not meaningful\n"
          "  --threads N      thread budget of both sides (default: the hardware's thread count)\n"
          "  --case NAME      run only these cases (repeatable, or comma-separated; each runs once);\n"
-         "                   see --list\n"
+         "                   see --list; with --sweep, the sweep's shapes s01, s02, ...\n"
          "  --list           list the cases and exit\n"
          "  --sweep N        instead of the cases, N shapes drawn at random from the space a host calls:\n"
          "                   r2c, c2r and c2c FFTs and the eight DCT/DST kinds on real and interleaved\n"

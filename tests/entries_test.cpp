@@ -71,6 +71,11 @@ TEST(Accuracy, BatchedFFT) {
       {.kind = c2c, .n = 8, .inputLength = 0, .numVectors = 6, .sign = kInv},  // zeros transformed
       {.single = F, .kind = c2c, .stride = 6, .n = 8, .numVectors = 0, .sign = kInv, .flags = kMeasure},
       {.kind = r2c, .stride = 0, .n = 8, .numVectors = 0},  // empty leading extent: stride 0
+      // Short vectors through one plan over the arrays: within one block, cut input kept, in place.
+      {.kind = r2c, .stride = 8, .n = 12, .numVectors = 3, .sign = kInv},
+      {.single = F, .kind = c2r, .stride = 5, .n = 16, .inputLength = 11, .numVectors = 10, .threads = 2,
+       .sign = kInv},
+      {.kind = c2c, .stride = 3, .n = 20, .numVectors = 9, .threads = 2, .sign = kInv, .flags = kInPlace},
       {.kind = c2c, .n = 0, .inputLength = 8, .numVectors = 8, .threads = 4, .sign = kInv},  // untouched
       {.kind = c2c, .n = 16, .numVectors = 8, .flags = kInPlace | kMeasure},  // plans measured on scratch
       {.single = F, .kind = c2c, .stride = 33, .n = 64, .numVectors = 231, .threads = 4, .sign = kInv,
@@ -125,6 +130,7 @@ TEST(Accuracy, DCST) {
       dcst({.single = F, .kind = 7, .stride = 9, .n = 2, .inputLength = 3, .numVectors = 18, .sign = 1}),
       dcst({.kind = 0, .stride = 3, .n = 9, .inputLength = 0, .numVectors = 6, .sign = 1, .flags = kComplex}),
       dcst({.kind = 2, .stride = 8, .n = 16, .numVectors = 13, .sign = 1, .flags = kComplex}),  // last block
+      dcst({.kind = 6, .stride = 8, .n = 12, .numVectors = 5, .sign = 1, .flags = kComplex}),  // in one block
       // Pooled complex: strided, truncated, one or two vectors a task.
       dcst({.kind = 4, .stride = 6, .n = 4, .inputLength = 3, .numVectors = 8400, .threads = 2, .sign = 1,
             .flags = kComplex}),

@@ -8,8 +8,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <type_traits>
 
 #include "backend/aligned_scratch.hpp"
+#include "batch/array_plan.hpp"
 #include "batch/batch_path.hpp"
 #include "batch/batch_plans.hpp"
 #include "batch/batch_walk.hpp"
@@ -185,7 +187,16 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
   const RangeBody<In, Out, typename Planner::Plan, Hooks> body{
       in, out, shape, {sides, direct.input, streamOut}, hooks};
 
+  const std::uint64_t callerThreads = context.getNumThreads();
   const BatchPath path = configureBatchContext(context, shape.numVectors, n);
+  // Hooks on units (the N-D transforms' divisors) belong to the walk.
+  constexpr bool unitHooks = !std::is_same_v<Hooks, NoHooks> && !Hooks::completesSpectra;
+  const bool arrayRoad = !unitHooks && n <= sides.arrayPlanLength;
+  // The host's cache sees the same requests on either way.
+  const auto onArrays = [&] {
+    return arrayRoad && runOnArrays<Planner, Hooks>(context, path.threaded ? callerThreads : 1, shape, sign,
+                                                    in, out, sides);
+  };
   const std::size_t chunk = context.getChunkSize();
   const PlanNeeds needs = PlanNeeds::of(shape, chunk, path.pooled);
   const GroupCuts cuts = groupCutsFor(shape, scratch, needs, chunk);
@@ -202,6 +213,7 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
   };
   const auto runPooled = [&](MultiBufferMgr& manager) {
     plans.preparePooled(manager, needs);
+    if (onArrays()) return;
     const std::size_t groupBytes =
         cuts.groupVectors() * (scratch.inputVectorBytes + scratch.outputVectorBytes);
     runTasks(manager, BatchGroups{shape, cuts.groupVectors()}, groupBytes, loopOver);
@@ -209,6 +221,7 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
   if (!path.pooled) {
     ScratchBufferPair pair(inputBytes, outputBytes, scratch.sharedOutput);
     plans.prepareDirect(pair, needs);
+    if (onArrays()) return;
     const auto loopOverAll = [&] { loopOver(pair.input, pair.output, 0, shape.numVectors); };
     if (path.threaded) {
       loopOverAll();

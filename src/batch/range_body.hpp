@@ -38,6 +38,9 @@ struct BatchSides {
   // streaming past them.
   bool outputReadNext;
   std::uint64_t divisor;  // of an inverse transform; 1 for none
+  // Batches of vectors up to this length run through one plan over the caller's arrays instead of the
+  // walk through scratch (see runOnArrays); 0 for none.
+  std::size_t arrayPlanLength;
 };
 
 // How one batch moves, decided once for all its groups (see runBatch).

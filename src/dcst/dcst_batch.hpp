@@ -64,6 +64,7 @@ void runDCSTBatch(fftwContext& context, dcstPlanCacheInterface<T, Kind>* cache, 
   sides.plansKeepInput = pass.divisors == nullptr || !pass.divisors->beforeTransform;
   sides.outputReadNext = pass.outputReadNext;
   sides.divisor = direction == 1 ? dcstDivisor<Kind>(n) : 1;
+  sides.arrayPlanLength = kArrayPlanLength;
   if (pass.divisors == nullptr) {
     runBatch<DCSTPlanner<T, Kind>>(context, cache, shape, direction, in, out, sides);
   } else {

@@ -27,6 +27,13 @@ bool DCSTPlanner<T, Kind>::getPlan(std::uint64_t n, std::uint64_t howmany, T* in
                         plan);
 }
 
+template <typename T, int Kind>
+fftwPlan<T> DCSTPlanner<T, Kind>::planOverArrays(const ArrayDims& dims, T* in, T* out, int /*direction*/,
+                                                 unsigned flags) {
+  const fftw_r2r_kind kind[1] = {dcstFftwKind<Kind>()};
+  return fftwApi::getInstance().plan(1, &dims.transform, dims.loopRank, dims.loops, in, out, kind, flags);
+}
+
 #define TESSEL_DCST_PLANNER(T, Kind) template class DCSTPlanner<T, Kind>;
 TESSEL_FOR_EACH_DCST_TYPE(TESSEL_DCST_PLANNER)
 

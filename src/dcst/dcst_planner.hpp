@@ -22,6 +22,10 @@ class DCSTPlanner : public PlannerOf<dcstPlanCacheInterface<T, Kind>> {
   // caller owns `plan` and must destroy it with fftwApi::destroyPlan (also when it is null), false if
   // the cache owns it. Calls the cache on the calling thread, outside FFTW's lock.
   bool getPlan(std::uint64_t n, std::uint64_t howmany, T* in, T* out, int direction, Plan& plan) const;
+
+  // A plan of Kind over arrays laid out as `dims` says, made with `flags` under the lock and owned by
+  // the caller; null where FFTW has none. No cache and no key: the arrays are the caller's own.
+  static Plan planOverArrays(const ArrayDims& dims, T* in, T* out, int direction, unsigned flags);
 };
 
 }  // namespace tessel_fft

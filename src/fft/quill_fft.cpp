@@ -43,6 +43,7 @@ void quillFFT1D(fftwContext context, fftwPlanCacheInterface<T, Kind, fftwPlanKey
   sides.planOutputLength = planOutputLength<Kind>(fftLength);
   sides.plansKeepInput = Kind != c2r;
   sides.divisor = sign == FFTW_BACKWARD ? fftLength : 1;
+  sides.arrayPlanLength = Kind == c2c ? kArrayPlanLength : stride > 1 ? kRealArrayPlanLength : 0;
   runBatch<FFTPlanner<T, Kind>, std::conditional_t<Kind == r2c, SpectrumCompletion, NoHooks>>(
       context, cache, {stride, fftLength, inputLength, numVectors}, sign, in, out, sides);
 }

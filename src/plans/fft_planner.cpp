@@ -65,6 +65,12 @@ bool FFTPlanner<T, Kind>::getPlan2D(std::uint64_t n0, std::uint64_t n1, In* in, 
                         geometry.inputDistance * n1 * geometry.inputElementBytes, in, out, planOn, plan);
 }
 
+template <typename T, int Kind>
+fftwPlan<T> FFTPlanner<T, Kind>::planOverArrays(const ArrayDims& dims, In* in, Out* out, int sign,
+                                                unsigned flags) {
+  return fftwApi::getInstance().plan(1, &dims.transform, dims.loopRank, dims.loops, in, out, sign, flags);
+}
+
 #define TESSEL_FFT_PLANNER(T, Kind) template class FFTPlanner<T, Kind>;
 TESSEL_FOR_EACH_FFT_TYPE(TESSEL_FFT_PLANNER)
 

@@ -26,6 +26,10 @@ class FFTPlanner : public PlannerOf<fftwPlanCacheInterface<T, Kind, fftwPlanKey>
   // A plan for one n0 x n1 array (n0 contiguous) through FFTW's plan_many interface; rows of the
   // complex side of r2c/c2r are n0/2+1 or n0 long, by the embed style. Ownership as for getPlan.
   bool getPlan2D(std::uint64_t n0, std::uint64_t n1, In* in, Out* out, int sign, Plan& plan) const;
+
+  // A plan over arrays laid out as `dims` says, made with `flags` under the lock and owned by the caller;
+  // null where FFTW has none. No cache and no key: the arrays are the caller's own.
+  static Plan planOverArrays(const ArrayDims& dims, In* in, Out* out, int sign, unsigned flags);
 };
 
 }  // namespace tessel_fft

@@ -11,19 +11,22 @@ inline constexpr int r2c = 0;
 inline constexpr int c2r = 1;
 inline constexpr int c2c = 2;
 
-// FFTW's plan type of a precision: fftw_plan for double, fftwf_plan for float.
+// FFTW's types of a precision, its plan and its complex number: fftw_plan and fftw_complex for double,
+// fftwf_plan and fftwf_complex for float.
 template <typename T>
-struct fftwPlanOf;
+struct fftwTypesOf;
 template <>
-struct fftwPlanOf<double> {
-  using type = fftw_plan;
+struct fftwTypesOf<double> {
+  using plan = fftw_plan;
+  using complex = fftw_complex;
 };
 template <>
-struct fftwPlanOf<float> {
-  using type = fftwf_plan;
+struct fftwTypesOf<float> {
+  using plan = fftwf_plan;
+  using complex = fftwf_complex;
 };
 template <typename T>
-using fftwPlan = typename fftwPlanOf<T>::type;
+using fftwPlan = typename fftwTypesOf<T>::plan;
 
 // Element types of the column-major drivers, per kind.
 template <typename T, int Kind>

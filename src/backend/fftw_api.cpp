@@ -7,6 +7,7 @@
 #include "backend/errors.hpp"
 #include "backend/planner_lock.hpp"
 #include "backend/planner_threads.hpp"
+#include "backend/precision.hpp"
 
 namespace tessel_fft {
 
@@ -77,8 +78,8 @@ void planWithThreads(int numThreads) {
   });
 }
 
-template void planWithThreads<float>(int);
-template void planWithThreads<double>(int);
+#define TESSEL_PLAN_WITH_THREADS(T) template decltype(planWithThreads<T>) planWithThreads<T>;
+TESSEL_FOR_EACH_REAL(TESSEL_PLAN_WITH_THREADS)
 
 // Guru64 planners.
 

@@ -12,17 +12,7 @@ namespace tessel_fft {
 
 // FFTW's complex element of a precision: fftw_complex for double, fftwf_complex for float.
 template <typename T>
-struct fftwComplexOf;
-template <>
-struct fftwComplexOf<double> {
-  using type = fftw_complex;
-};
-template <>
-struct fftwComplexOf<float> {
-  using type = fftwf_complex;
-};
-template <typename T>
-using fftwComplex = typename fftwComplexOf<T>::type;
+using fftwComplex = typename fftwTypesOf<T>::complex;
 
 // The real type of an element type (itself for float and double, R for std::complex<R>), whether the
 // element is complex, and a view of an array of elements as its reals, two per complex element.

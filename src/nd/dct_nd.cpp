@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "backend/precision.hpp"
 #include "dcst/dcst_batch.hpp"
 #include "nd/paired_dct.hpp"
 #include "tessel_fft/fftw_context.hpp"
@@ -129,7 +130,7 @@ void idctIIND(fftwContext context, dcstPlanCacheInterface<ndReal<E>, kDCTIII>* c
   dctIIAllDimensions<kDCTIII>(&context, cache, in, out, dims, ndims, orthonormal);
 }
 
-// Each name has two overloads: without and with a host context.
+// Each name has two overloads, without and with a host context, so decltype can't name them.
 #define TESSEL_DCT_ND(E)                                                                                     \
   template TESSEL_FFT_API void dctIIND<E>(const E*, E*, const std::uint64_t*, std::uint64_t, bool);          \
   template TESSEL_FFT_API void idctIIND<E>(const E*, E*, const std::uint64_t*, std::uint64_t, bool);         \
@@ -138,9 +139,6 @@ void idctIIND(fftwContext context, dcstPlanCacheInterface<ndReal<E>, kDCTIII>* c
   template TESSEL_FFT_API void idctIIND<E>(fftwContext, dcstPlanCacheInterface<ndReal<E>, kDCTIII>*,         \
                                            const E*, E*, const std::uint64_t*, std::uint64_t, bool);
 
-TESSEL_DCT_ND(float)
-TESSEL_DCT_ND(double)
-TESSEL_DCT_ND(std::complex<float>)
-TESSEL_DCT_ND(std::complex<double>)
+TESSEL_FOR_EACH_ELEMENT(TESSEL_DCT_ND)
 
 }  // namespace tessel_fft

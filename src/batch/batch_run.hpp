@@ -191,7 +191,9 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
   const BatchPath path = configureBatchContext(context, shape.numVectors, n);
   // Hooks on units (the N-D transforms' divisors) belong to the walk.
   constexpr bool unitHooks = !std::is_same_v<Hooks, NoHooks> && !Hooks::completesSpectra;
-  const bool arrayRoad = !unitHooks && n <= sides.arrayPlanLength;
+  const bool arrayRoad =
+      !unitHooks && arrayPlansServe(shape, sides, sizeof(In), sizeof(Out),
+                                    context.getPlanStrategy(n) != FFTW_ESTIMATE, sides.arrayPlanLength);
   // The host's cache sees the same requests on either way.
   const auto onArrays = [&] {
     return arrayRoad && runOnArrays<Planner, Hooks>(context, path.threaded ? callerThreads : 1, shape, sign,

@@ -76,6 +76,11 @@ TEST(Accuracy, BatchedFFT) {
       {.single = F, .kind = c2r, .stride = 5, .n = 16, .inputLength = 11, .numVectors = 10, .threads = 2,
        .sign = kInv},
       {.kind = c2c, .stride = 3, .n = 20, .numVectors = 9, .threads = 2, .sign = kInv, .flags = kInPlace},
+      // Slabs over tasks with a tail of other residues; few slabs on FFTW's threads; measured, longer.
+      {.single = F, .kind = r2c, .stride = 3, .n = 15, .numVectors = 6003, .threads = 2, .sign = kInv},
+      {.single = F, .kind = c2c, .stride = 3, .n = 13, .numVectors = 6000, .threads = 2},
+      {.single = F, .kind = c2c, .n = 32, .numVectors = 600, .threads = 2, .sign = kInv},
+      {.single = F, .kind = c2c, .stride = 6, .n = 100, .numVectors = 60, .sign = kInv, .flags = kMeasure},
       {.kind = c2c, .n = 0, .inputLength = 8, .numVectors = 8, .threads = 4, .sign = kInv},  // untouched
       {.kind = c2c, .n = 16, .numVectors = 8, .flags = kInPlace | kMeasure},  // plans measured on scratch
       {.single = F, .kind = c2c, .stride = 33, .n = 64, .numVectors = 231, .threads = 4, .sign = kInv,
@@ -131,6 +136,8 @@ TEST(Accuracy, DCST) {
       dcst({.kind = 0, .stride = 3, .n = 9, .inputLength = 0, .numVectors = 6, .sign = 1, .flags = kComplex}),
       dcst({.kind = 2, .stride = 8, .n = 16, .numVectors = 13, .sign = 1, .flags = kComplex}),  // last block
       dcst({.kind = 6, .stride = 8, .n = 12, .numVectors = 5, .sign = 1, .flags = kComplex}),  // in one block
+      dcst({.kind = 3, .stride = 5, .n = 24, .numVectors = 1500, .threads = 2, .sign = 1,
+            .flags = kComplex | kMeasure | kInPlace}),  // slabs measured on scratch, in place
       // Pooled complex: strided, truncated, one or two vectors a task.
       dcst({.kind = 4, .stride = 6, .n = 4, .inputLength = 3, .numVectors = 8400, .threads = 2, .sign = 1,
             .flags = kComplex}),

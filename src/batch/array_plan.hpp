@@ -35,13 +35,13 @@ namespace tessel_fft {
 // vectors of 17 points, or contiguous ones of 32, took up to three times as long as the walk). With
 // measured plans also longer vectors: contiguous ones where the arrays take up to kArrayContiguousBytes
 // (beyond, the walk's sequential copies serve memory better than FFTW's vectors read in lockstep), and
-// strided ones where a batch has kArrayMinBlocks blocks or more of up to kArrayBlockBytes each (larger
+// strided ones where a batch has kArrayMinBlocks blocks or more of less than kArrayBlockBytes each (larger
 // blocks leave FFTW's strided passes outside the caches, where the walk's transposes keep them inside).
 inline constexpr std::size_t kArrayPlanLength = 40;
 inline constexpr std::size_t kRealArrayPlanLength = 16;
 inline constexpr std::size_t kArrayContiguousBytes = 64u << 20;
 inline constexpr std::size_t kArrayMinBlocks = 8;
-inline constexpr std::size_t kArrayBlockBytes = 1536u << 10;
+inline constexpr std::size_t kArrayBlockBytes = 1u << 20;
 // Input and output of one slab together: well inside the outer caches of one core.
 inline constexpr std::size_t kArraySlabBytes = 256u << 10;
 // Batches of fewer slabs than this run their plan on FFTW's threads instead of spreading slabs over tasks.
@@ -58,7 +58,7 @@ inline bool arrayPlansServe(const BatchShape& shape, const BatchSides& sides, st
       sides.parts * (shape.inputLength * inElementBytes + shape.length * outElementBytes);
   if (shape.stride == 1) return shape.numVectors * vectorBytes <= kArrayContiguousBytes;
   return shape.stride != 0 && shape.numVectors / shape.stride >= kArrayMinBlocks &&
-         shape.stride * vectorBytes <= kArrayBlockBytes;
+         shape.stride * vectorBytes < kArrayBlockBytes;
 }
 
 // How a batch lies in slabs: `blocks` runs of `columns` vectors side by side (whole blocks, or the

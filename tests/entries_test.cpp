@@ -81,6 +81,9 @@ TEST(Accuracy, BatchedFFT) {
       {.single = F, .kind = c2c, .stride = 3, .n = 13, .numVectors = 6000, .threads = 2},
       {.single = F, .kind = c2c, .n = 32, .numVectors = 600, .threads = 2, .sign = kInv},
       {.single = F, .kind = c2c, .stride = 6, .n = 100, .numVectors = 60, .sign = kInv, .flags = kMeasure},
+      // Blocks wider than a slab, cut into columns: whole blocks, and part of one block.
+      {.kind = c2c, .stride = 1100, .n = 16, .numVectors = 3300, .threads = 2, .sign = kInv},
+      {.single = F, .kind = r2c, .stride = 4000, .n = 12, .numVectors = 3000, .threads = 2, .sign = kInv},
       {.kind = c2c, .n = 0, .inputLength = 8, .numVectors = 8, .threads = 4, .sign = kInv},  // untouched
       {.kind = c2c, .n = 16, .numVectors = 8, .flags = kInPlace | kMeasure},  // plans measured on scratch
       {.single = F, .kind = c2c, .stride = 33, .n = 64, .numVectors = 231, .threads = 4, .sign = kInv,
@@ -138,6 +141,8 @@ TEST(Accuracy, DCST) {
       dcst({.kind = 6, .stride = 8, .n = 12, .numVectors = 5, .sign = 1, .flags = kComplex}),  // in one block
       dcst({.kind = 3, .stride = 5, .n = 24, .numVectors = 1500, .threads = 2, .sign = 1,
             .flags = kComplex | kMeasure | kInPlace}),  // slabs measured on scratch, in place
+      dcst({.kind = 1, .stride = 600, .n = 60, .numVectors = 1200, .threads = 2, .sign = 1,
+            .flags = kMeasure}),  // column slabs measured on scratch
       // Pooled complex: strided, truncated, one or two vectors a task.
       dcst({.kind = 4, .stride = 6, .n = 4, .inputLength = 3, .numVectors = 8400, .threads = 2, .sign = 1,
             .flags = kComplex}),

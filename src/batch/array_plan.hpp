@@ -44,6 +44,8 @@ inline constexpr std::size_t kArrayMinBlocks = 8;
 inline constexpr std::size_t kArrayBlockBytes = 1u << 20;
 // Input and output of one slab together: well inside the outer caches of one core.
 inline constexpr std::size_t kArraySlabBytes = 256u << 10;
+// Slabs that cut blocks into columns hold at least this many, which FFTW's codelets run across.
+inline constexpr std::size_t kArrayMinSlabColumns = 64;
 // Batches of fewer slabs than this run their plan on FFTW's threads instead of spreading slabs over tasks.
 inline constexpr std::size_t kArrayMinTaskSlabs = 4;
 
@@ -57,48 +59,95 @@ inline bool arrayPlansServe(const BatchShape& shape, const BatchSides& sides, st
   const std::size_t vectorBytes =
       sides.parts * (shape.inputLength * inElementBytes + shape.length * outElementBytes);
   if (shape.stride == 1) return shape.numVectors * vectorBytes <= kArrayContiguousBytes;
-  return shape.stride != 0 && shape.numVectors / shape.stride >= kArrayMinBlocks &&
-         shape.stride * vectorBytes < kArrayBlockBytes;
+  const bool manySmallBlocks = shape.stride != 0 && shape.numVectors / shape.stride >= kArrayMinBlocks &&
+                               shape.stride * vectorBytes < kArrayBlockBytes;
+  // Blocks beyond a slab are cut into columns, where enough of them fit a slab (see arraySlabsOf).
+  const bool wideBlocks = std::min(shape.stride, shape.numVectors) * vectorBytes > kArraySlabBytes &&
+                          kArraySlabBytes / vectorBytes >= kArrayMinSlabColumns;
+  return manySmallBlocks || wideBlocks;
 }
 
-// How a batch lies in slabs: `blocks` runs of `columns` vectors side by side (whole blocks, or the
-// vectors of one block), `blocksPerSlab` of them a slab, the rest in one tail slab. Extents are in the
-// arrays' elements, parts included.
+// The part of a batch one plan covers: `blocks` consecutive blocks, `columns` vectors side by side in each.
+struct SlabShape {
+  std::size_t blocks;
+  std::size_t columns;
+};
+
+// How a batch lies in slabs: `blocks` runs of `columns` vectors side by side (whole blocks, or the vectors
+// of one block). A slab holds several whole blocks, or, where a block is larger than a slab, a part of its
+// columns; the last slab (of the batch, or of each block) may be smaller. Extents are in the arrays'
+// elements, parts included.
 struct ArraySlabs {
   std::size_t columns;
   std::size_t blocks;
-  std::size_t blocksPerSlab;
+  SlabShape full;
   std::size_t inputBlock;
   std::size_t outputBlock;
 
-  std::size_t fullSlabs() const { return blocks / blocksPerSlab; }
-  std::size_t tailBlocks() const { return blocks % blocksPerSlab; }
+  bool cutsColumns() const { return full.columns < columns; }
+  std::size_t slabsPerBlock() const { return (columns + full.columns - 1) / full.columns; }
+  std::size_t count() const {
+    return cutsColumns() ? blocks * slabsPerBlock() : (blocks + full.blocks - 1) / full.blocks;
+  }
+  // The shape of the smaller last slabs; none (0 blocks or columns) where every slab is full.
+  SlabShape tail() const {
+    return cutsColumns() ? SlabShape{1, columns % full.columns} : SlabShape{blocks % full.blocks, columns};
+  }
+  // Slab `index`: its first block and column, and its shape.
+  void locate(std::size_t index, std::size_t& block, std::size_t& column, SlabShape& shape) const {
+    if (cutsColumns()) {
+      block = index / slabsPerBlock();
+      column = index % slabsPerBlock() * full.columns;
+      shape = {1, std::min(full.columns, columns - column)};
+    } else {
+      block = index * full.blocks;
+      column = 0;
+      shape = {std::min(full.blocks, blocks - block), columns};
+    }
+  }
 };
 
+// The steps (in blocks, or in columns) that keep a slab a whole number of 16-byte units on both sides.
+inline std::size_t alignmentStep(std::size_t inputBytes, std::size_t outputBytes) {
+  return std::lcm(kPlanAlignment / std::gcd(inputBytes, kPlanAlignment),
+                  kPlanAlignment / std::gcd(outputBytes, kPlanAlignment));
+}
+
 // The slabs of a batch whose input vectors hold at least what the plans read, over whole blocks or within
-// one block; false for a batch that ends inside a later block. A slab's blocks are a whole number of
-// 16-byte units on both sides, so that every full slab has the residues the plan was made for.
+// one block; false for a batch that ends inside a later block. Every full slab starts on the residues of
+// the arrays modulo 16, so that one plan serves them all, and so do all tails.
 inline bool arraySlabsOf(const BatchShape& shape, const BatchSides& sides, std::size_t inElementBytes,
                          std::size_t outElementBytes, ArraySlabs& slabs) {
   if (shape.numVectors == 0 || shape.inputLength < sides.planInputLength) return false;
   if (shape.numVectors > shape.stride && shape.numVectors % shape.stride != 0) return false;
+  const std::size_t parts = sides.parts;
   slabs.columns = std::min(shape.stride, shape.numVectors);
   slabs.blocks = shape.numVectors / slabs.columns;
-  slabs.inputBlock = sides.parts * shape.stride * shape.inputLength;
-  slabs.outputBlock = sides.parts * shape.stride * shape.length;
+  slabs.inputBlock = parts * shape.stride * shape.inputLength;
+  slabs.outputBlock = parts * shape.stride * shape.length;
   const std::size_t inputBytes = slabs.inputBlock * inElementBytes,
                     outputBytes = slabs.outputBlock * outElementBytes;
-  const std::size_t step = std::lcm(kPlanAlignment / std::gcd(inputBytes, kPlanAlignment),
-                                    kPlanAlignment / std::gcd(outputBytes, kPlanAlignment));
+  const std::size_t columnBytes =
+      parts * (shape.inputLength * inElementBytes + shape.length * outElementBytes);
+  const std::size_t columnStep = alignmentStep(parts * inElementBytes, parts * outElementBytes);
+  const std::size_t slabColumns = kArraySlabBytes / columnBytes / columnStep * columnStep;
+  const bool blocksKeepResidues =
+      slabs.blocks == 1 || (inputBytes % kPlanAlignment == 0 && outputBytes % kPlanAlignment == 0);
+  if (slabs.columns * columnBytes > kArraySlabBytes && slabColumns >= kArrayMinSlabColumns &&
+      blocksKeepResidues) {
+    slabs.full = {1, slabColumns};
+    return true;
+  }
+  const std::size_t step = alignmentStep(inputBytes, outputBytes);
   const std::size_t wanted = std::max<std::size_t>(1, kArraySlabBytes / (inputBytes + outputBytes));
-  slabs.blocksPerSlab = std::min(slabs.blocks, std::max(step, wanted / step * step));
+  slabs.full = {std::min(slabs.blocks, std::max(step, wanted / step * step)), slabs.columns};
   return true;
 }
 
-// FFTW's view of `blocks` blocks of the slabs: the transformed dimension and the loops around it.
-// Interleaved complex vectors through a real plan are two real vectors, one place apart.
+// FFTW's view of a slab: the transformed dimension and the loops around it. Interleaved complex vectors
+// through a real plan are two real vectors, one place apart.
 inline ArrayDims arrayDimsOf(const BatchShape& shape, const BatchSides& sides, const ArraySlabs& slabs,
-                             std::size_t blocks) {
+                             const SlabShape& slab) {
   const auto signedOf = [](std::size_t value) { return static_cast<std::ptrdiff_t>(value); };
   const std::size_t parts = sides.parts;
   ArrayDims dims{};
@@ -106,34 +155,34 @@ inline ArrayDims arrayDimsOf(const BatchShape& shape, const BatchSides& sides, c
   const auto loop = [&](std::size_t count, std::size_t inputStep, std::size_t outputStep) {
     if (count > 1) dims.loops[dims.loopRank++] = {signedOf(count), signedOf(inputStep), signedOf(outputStep)};
   };
-  loop(blocks, slabs.inputBlock, slabs.outputBlock);
-  loop(slabs.columns, parts, parts);
+  loop(slab.blocks, slabs.inputBlock, slabs.outputBlock);
+  loop(slab.columns, parts, parts);
   loop(parts, 1, 1);
   return dims;
 }
 
-// Completes the one-sided r2c spectra of `blocks` blocks in place: in each, row k >= n/2+1 of its
+// Completes the one-sided r2c spectra of a slab in place: in each of its blocks, row k >= n/2+1 of its
 // columns becomes the conjugate of row n-k.
 template <typename T>
-void completeSpectraInBlocks(std::complex<T>* out, const BatchShape& shape, const ArraySlabs& slabs,
-                             std::size_t blocks) {
+void completeSpectraInSlab(std::complex<T>* out, const BatchShape& shape, const ArraySlabs& slabs,
+                           const SlabShape& slab) {
   const std::size_t n = shape.length, h = oneSidedLength(n);
-  for (std::size_t b = 0; b < blocks; ++b) {
+  for (std::size_t b = 0; b < slab.blocks; ++b) {
     std::complex<T>* block = out + b * slabs.outputBlock;
     for (std::size_t k = h; k < n; ++k) {
       std::complex<T>* row = block + k * shape.stride;
       const std::complex<T>* mirror = block + (n - k) * shape.stride;
-      for (std::size_t c = 0; c < slabs.columns; ++c) row[c] = std::conj(mirror[c]);
+      for (std::size_t c = 0; c < slab.columns; ++c) row[c] = std::conj(mirror[c]);
     }
   }
 }
 
 // Runs the batch through plans over the caller's arrays with up to `threads` threads: slab by slab over
-// tasks, or on FFTW's threads where the slabs are few; each slab's spectra are completed and divided while it
-// is in the caches. A plan is made by estimate or, where the context asks for measuring, from FFTW's wisdom,
-// or else measured on private scratch of one slab with the arrays' residues: the caller's data is never
-// planned on. Returns false, having changed nothing, where the layout allows no such plan or FFTW has none:
-// the walk runs then. The host's cache got its requests before, as for the walk.
+// tasks, or on FFTW's threads where the slabs are few; each slab's spectra are completed and divided while
+// it is in the caches. A plan is made by estimate or, where the context asks for measuring, from FFTW's
+// wisdom, or else measured on private scratch that spans the slab with the arrays' residues: the caller's
+// data is never planned on. Returns false, having changed nothing, where the layout allows no such plan
+// or FFTW has none: the walk runs then. The host's cache got its requests before, as for the walk.
 template <typename Planner, typename Hooks, typename In, typename Out>
 bool runOnArrays(const fftwContext& context, std::uint64_t threads, const BatchShape& shape, int sign,
                  const In* in, Out* out, const BatchSides& sides) {
@@ -151,66 +200,80 @@ bool runOnArrays(const fftwContext& context, std::uint64_t threads, const BatchS
   using Plan = typename Planner::Plan;
   using FftwIn = std::remove_pointer_t<decltype(asFftw(std::declval<In*>()))>;
   using FftwOut = std::remove_pointer_t<decltype(asFftw(std::declval<Out*>()))>;
+  const std::size_t parts = sides.parts;
+  const auto slabIn = [&](std::size_t block, std::size_t column) {
+    return in + block * slabs.inputBlock + column * parts;
+  };
+  const auto slabOut = [&](std::size_t block, std::size_t column) {
+    return out + block * slabs.outputBlock + column * parts;
+  };
   // Slabs run in tasks, each plan on one thread; a batch of few slabs runs on FFTW's threads instead.
-  const bool slabTasks = threads > 1 && slabs.fullSlabs() >= kArrayMinTaskSlabs;
+  const std::size_t count = slabs.count();
+  const bool slabTasks = threads > 1 && count >= kArrayMinTaskSlabs;
   planWithThreads<typename ElementParts<Out>::Real>(slabTasks ? 1 : static_cast<int>(threads));
   // FFTW's c2r destroys its input unless told to keep it, and the input is the caller's.
   const unsigned keep = sides.plansKeepInput ? 0u : unsigned{FFTW_PRESERVE_INPUT};
   const unsigned strategy = context.getPlanStrategy(shape.length);
-  const auto planFor = [&](std::size_t blocks, const In* slabIn, Out* slabOut) -> Plan {
-    const ArrayDims dims = arrayDimsOf(shape, sides, slabs, blocks);
-    auto* input = asFftw(const_cast<In*>(slabIn));
-    auto* output = asFftw(slabOut);
+  const auto planFor = [&](const SlabShape& slab, const In* first, Out* firstOut) -> Plan {
+    const ArrayDims dims = arrayDimsOf(shape, sides, slabs, slab);
+    auto* input = asFftw(const_cast<In*>(first));
+    auto* output = asFftw(firstOut);
     if (strategy == FFTW_ESTIMATE) return Planner::planOverArrays(dims, input, output, sign, strategy | keep);
     Plan plan = Planner::planOverArrays(dims, input, output, sign, strategy | FFTW_WISDOM_ONLY | keep);
     if (plan != nullptr) return plan;
-    // Measured on scratch of the slab's extent with the arrays' residues; in place, on one block.
-    const std::size_t slabInputBytes = blocks * slabs.inputBlock * sizeof(In);
-    const AlignedScratch inputScratch(slabInputBytes, addressResidue(slabIn));
-    const AlignedScratch outputScratch(inPlace ? 0 : blocks * slabs.outputBlock * sizeof(Out),
-                                       addressResidue(slabOut));
+    // Measured on scratch that spans the slab, with the arrays' residues; in place, on one block.
+    const std::size_t spanBlocks = slab.blocks - 1;
+    const std::size_t lastRow = (shape.length - 1) * parts * shape.stride;
+    const AlignedScratch inputScratch(
+        (spanBlocks * slabs.inputBlock + lastRow + slab.columns * parts) * sizeof(In), addressResidue(first));
+    const AlignedScratch outputScratch(
+        inPlace ? 0 : (spanBlocks * slabs.outputBlock + lastRow + slab.columns * parts) * sizeof(Out),
+        addressResidue(firstOut));
     auto* scratchIn = static_cast<FftwIn*>(inputScratch.get());
     auto* scratchOut =
         inPlace ? reinterpret_cast<FftwOut*>(scratchIn) : static_cast<FftwOut*>(outputScratch.get());
     return Planner::planOverArrays(dims, scratchIn, scratchOut, sign, strategy | keep);
   };
-  const std::size_t fullSlabs = slabs.fullSlabs(), tailBlocks = slabs.tailBlocks();
-  const std::size_t slabInput = slabs.blocksPerSlab * slabs.inputBlock,
-                    slabOutput = slabs.blocksPerSlab * slabs.outputBlock;
-  const OwnedPlan<Plan> slabPlan(fullSlabs > 0 ? planFor(slabs.blocksPerSlab, in, out) : nullptr, true);
-  const In* tailIn = in + fullSlabs * slabInput;
-  Out* tailOut = out + fullSlabs * slabOutput;
-  const OwnedPlan<Plan> tailPlan(tailBlocks > 0 ? planFor(tailBlocks, tailIn, tailOut) : nullptr, true);
-  if ((fullSlabs > 0 && slabPlan.get() == nullptr) || (tailBlocks > 0 && tailPlan.get() == nullptr))
-    return false;
+  // The full slabs' plan on the first slab; the tails' on the first tail, whose residues all tails share.
+  const SlabShape tail = slabs.tail();
+  const bool anyTail = tail.blocks > 0 && tail.columns > 0;
+  const bool anyFull =
+      slabs.cutsColumns() ? slabs.columns >= slabs.full.columns : slabs.blocks >= slabs.full.blocks;
+  const std::size_t tailBlock = slabs.cutsColumns() ? 0 : slabs.blocks - tail.blocks;
+  const std::size_t tailColumn = slabs.cutsColumns() ? slabs.columns - tail.columns : 0;
+  const OwnedPlan<Plan> fullPlan(anyFull ? planFor(slabs.full, in, out) : nullptr, true);
+  const OwnedPlan<Plan> tailPlan(
+      anyTail ? planFor(tail, slabIn(tailBlock, tailColumn), slabOut(tailBlock, tailColumn)) : nullptr, true);
+  if ((anyFull && fullPlan.get() == nullptr) || (anyTail && tailPlan.get() == nullptr)) return false;
 
   const fftwApi& api = fftwApi::getInstance();
-  const bool wholeBlocks = slabs.columns == shape.stride;
-  const auto runSlab = [&](Plan plan, std::size_t blocks, const In* slabIn, Out* slabOut) {
-    api.execute(plan, asFftw(const_cast<In*>(slabIn)), asFftw(slabOut));
-    if constexpr (Hooks::completesSpectra) completeSpectraInBlocks(slabOut, shape, slabs, blocks);
+  const auto runSlab = [&](std::size_t index) {
+    std::size_t block = 0, column = 0;
+    SlabShape slab{};
+    slabs.locate(index, block, column, slab);
+    const bool isTail =
+        slabs.cutsColumns() ? slab.columns < slabs.full.columns : slab.blocks < slabs.full.blocks;
+    Out* const output = slabOut(block, column);
+    api.execute(isTail ? tailPlan.get() : fullPlan.get(), asFftw(const_cast<In*>(slabIn(block, column))),
+                asFftw(output));
+    if constexpr (Hooks::completesSpectra) completeSpectraInSlab(output, shape, slabs, slab);
     if (sides.divisor == 1) return;
-    if (wholeBlocks) {
-      scaleInverse(slabOut, sides.divisor, blocks * slabs.outputBlock, false);
+    if (slab.columns == shape.stride) {
+      scaleInverse(output, sides.divisor, slab.blocks * slabs.outputBlock, false);
     } else {
-      // Vectors within one block: their rows only, the other columns are the caller's.
+      // Some columns of one block: their rows only, the other columns are another slab's or the caller's.
       for (std::size_t k = 0; k < shape.length; ++k)
-        scaleInverse(slabOut + sides.parts * k * shape.stride, sides.divisor, sides.parts * slabs.columns,
-                     false);
+        scaleInverse(output + parts * k * shape.stride, sides.divisor, parts * slab.columns, false);
     }
   };
-  const auto runSlabs = [&](std::size_t first, std::size_t last) {
-    for (std::size_t s = first; s < last; ++s)
-      runSlab(slabPlan.get(), slabs.blocksPerSlab, in + s * slabInput, out + s * slabOutput);
-  };
   if (slabTasks) {
-    tbb::parallel_for(
-        tbb::blocked_range<std::size_t>(0, fullSlabs),
-        [&](const tbb::blocked_range<std::size_t>& range) { runSlabs(range.begin(), range.end()); });
+    tbb::parallel_for(tbb::blocked_range<std::size_t>(0, count),
+                      [&](const tbb::blocked_range<std::size_t>& range) {
+                        for (std::size_t index = range.begin(); index < range.end(); ++index) runSlab(index);
+                      });
   } else {
-    runSlabs(0, fullSlabs);
+    for (std::size_t index = 0; index < count; ++index) runSlab(index);
   }
-  if (tailBlocks > 0) runSlab(tailPlan.get(), tailBlocks, tailIn, tailOut);
   return true;
 }
 

@@ -35,8 +35,10 @@ namespace tessel_fft {
 // vectors of 17 points, or contiguous ones of 32, took up to three times as long as the walk). With
 // measured plans also longer vectors: contiguous ones where the arrays take up to kArrayContiguousBytes
 // (beyond, the walk's sequential copies serve memory better than FFTW's vectors read in lockstep), and
-// strided ones where a batch has kArrayMinBlocks blocks or more of less than kArrayBlockBytes each (larger
-// blocks leave FFTW's strided passes outside the caches, where the walk's transposes keep them inside).
+// strided ones where a batch has kArrayMinBlocks blocks or more of less than kArrayBlockBytes each, or
+// blocks wider than a slab whose slabs of columns hold at least kArrayMinSlabColumns vectors. Between the
+// two, few vectors of a slab side by side leave FFTW's strided passes outside the caches, where the
+// walk's transposes keep them inside.
 inline constexpr std::size_t kArrayPlanLength = 40;
 inline constexpr std::size_t kRealArrayPlanLength = 16;
 inline constexpr std::size_t kArrayContiguousBytes = 64u << 20;
@@ -46,6 +48,8 @@ inline constexpr std::size_t kArrayBlockBytes = 1u << 20;
 inline constexpr std::size_t kArraySlabBytes = 256u << 10;
 // Slabs that cut blocks into columns hold at least this many, which FFTW's codelets run across.
 inline constexpr std::size_t kArrayMinSlabColumns = 64;
+// Scratch a measuring planner may span, both sides together.
+inline constexpr std::size_t kArrayMeasureScratchBytes = 64u << 20;
 // Batches of fewer slabs than this run their plan on FFTW's threads instead of spreading slabs over tasks.
 inline constexpr std::size_t kArrayMinTaskSlabs = 4;
 
@@ -221,14 +225,18 @@ bool runOnArrays(const fftwContext& context, std::uint64_t threads, const BatchS
     if (strategy == FFTW_ESTIMATE) return Planner::planOverArrays(dims, input, output, sign, strategy | keep);
     Plan plan = Planner::planOverArrays(dims, input, output, sign, strategy | FFTW_WISDOM_ONLY | keep);
     if (plan != nullptr) return plan;
-    // Measured on scratch that spans the slab, with the arrays' residues; in place, on one block.
+    // Measured on scratch that spans the slab, with the arrays' residues; in place, on one block. A slab
+    // of a few columns of very wide rows spans more than is worth allocating: estimated then.
     const std::size_t spanBlocks = slab.blocks - 1;
     const std::size_t lastRow = (shape.length - 1) * parts * shape.stride;
-    const AlignedScratch inputScratch(
-        (spanBlocks * slabs.inputBlock + lastRow + slab.columns * parts) * sizeof(In), addressResidue(first));
-    const AlignedScratch outputScratch(
-        inPlace ? 0 : (spanBlocks * slabs.outputBlock + lastRow + slab.columns * parts) * sizeof(Out),
-        addressResidue(firstOut));
+    const std::size_t inputSpan =
+        (spanBlocks * slabs.inputBlock + lastRow + slab.columns * parts) * sizeof(In);
+    const std::size_t outputSpan =
+        inPlace ? 0 : (spanBlocks * slabs.outputBlock + lastRow + slab.columns * parts) * sizeof(Out);
+    if (inputSpan + outputSpan > kArrayMeasureScratchBytes)
+      return Planner::planOverArrays(dims, input, output, sign, FFTW_ESTIMATE | keep);
+    const AlignedScratch inputScratch(inputSpan, addressResidue(first));
+    const AlignedScratch outputScratch(outputSpan, addressResidue(firstOut));
     auto* scratchIn = static_cast<FftwIn*>(inputScratch.get());
     auto* scratchOut =
         inPlace ? reinterpret_cast<FftwOut*>(scratchIn) : static_cast<FftwOut*>(outputScratch.get());

@@ -62,7 +62,9 @@ inline bool arrayPlansServe(const BatchShape& shape, const BatchSides& sides, st
   if (shape.length <= kArrayPlanLength) return true;
   const std::size_t vectorBytes =
       sides.parts * (shape.inputLength * inElementBytes + shape.length * outElementBytes);
-  if (shape.stride == 1) return shape.numVectors * vectorBytes <= kArrayContiguousBytes;
+  // A single contiguous vector the walk already hands to FFTW whole.
+  if (shape.stride == 1)
+    return shape.numVectors > 1 && shape.numVectors * vectorBytes <= kArrayContiguousBytes;
   const bool manySmallBlocks = shape.stride != 0 && shape.numVectors / shape.stride >= kArrayMinBlocks &&
                                shape.stride * vectorBytes < kArrayBlockBytes;
   // Blocks beyond a slab are cut into columns, where enough of them fit a slab (see arraySlabsOf).

@@ -68,6 +68,17 @@ void checkSign(const char* entry, int sign) {
     require(sign == -1 || sign == 1, entry, "c2c sign must be FFTW_FORWARD (-1) or FFTW_BACKWARD (+1)");
 }
 
+// The rules both entries on FFTW's interleaved layout share, for a call with work to do: arrays, an r2c
+// output of more than one spectrum laid out at full length (`fullLengthRule` says why), and the sign.
+template <int Kind>
+void checkInterleaved(const char* entry, const fftwContext& context, const void* in, const void* out,
+                      bool manySpectra, int sign, const char* fullLengthRule) {
+  require(in != nullptr && out != nullptr, entry, "in and out must not be null");
+  require(Kind != r2c || !manySpectra || context.getEmbedStyle() == fftwContext::EMBED_FULL_LENGTH, entry,
+          fullLengthRule);
+  checkSign<Kind>(entry, sign);
+}
+
 // The rules of dctIIND and idctIIND.
 template <typename E>
 void checkND(const char* entry, const E* in, const E* out, const std::uint64_t* dims, std::uint64_t ndims) {
@@ -113,14 +124,10 @@ void interleavedFFT1D(const fftwContext& context, fftwPlanCacheInterface<T, Kind
                       typename interleavedElements<T, Kind>::In* in,
                       typename interleavedElements<T, Kind>::Out* out, std::uint64_t n, std::uint64_t howmany,
                       int sign, bool planOnly) {
-  if (kChecksEnabled && n != 0 && howmany != 0) {
-    require(in != nullptr && out != nullptr, "interleavedFFT1D", "in and out must not be null");
-    require(Kind != r2c || howmany == 1 || context.getEmbedStyle() == fftwContext::EMBED_FULL_LENGTH,
-            "interleavedFFT1D",
-            "r2c with howmany above 1 needs a context with EMBED_FULL_LENGTH (each full "
-            "spectrum takes n complex values)");
-    checkSign<Kind>("interleavedFFT1D", sign);
-  }
+  if (kChecksEnabled && n != 0 && howmany != 0)
+    checkInterleaved<Kind>("interleavedFFT1D", context, in, out, howmany > 1, sign,
+                           "r2c with howmany above 1 needs a context with EMBED_FULL_LENGTH (each full "
+                           "spectrum takes n complex values)");
   tessel_fft::interleavedFFT1D<T, Kind>(context, cache, in, out, n, howmany, sign, planOnly);
 }
 
@@ -129,14 +136,10 @@ void interleavedFFT2D(const fftwContext& context, fftwPlanCacheInterface<T, Kind
                       typename interleavedElements<T, Kind>::In* in,
                       typename interleavedElements<T, Kind>::Out* out, std::uint64_t n0, std::uint64_t n1,
                       int sign, bool planOnly) {
-  if (kChecksEnabled && n0 != 0 && n1 != 0) {
-    require(in != nullptr && out != nullptr, "interleavedFFT2D", "in and out must not be null");
-    require(Kind != r2c || n1 == 1 || context.getEmbedStyle() == fftwContext::EMBED_FULL_LENGTH,
-            "interleavedFFT2D",
-            "r2c with n1 above 1 needs a context with EMBED_FULL_LENGTH (the full "
-            "spectrum takes rows of n0 complex values)");
-    checkSign<Kind>("interleavedFFT2D", sign);
-  }
+  if (kChecksEnabled && n0 != 0 && n1 != 0)
+    checkInterleaved<Kind>("interleavedFFT2D", context, in, out, n1 > 1, sign,
+                           "r2c with n1 above 1 needs a context with EMBED_FULL_LENGTH (the full "
+                           "spectrum takes rows of n0 complex values)");
   tessel_fft::interleavedFFT2D<T, Kind>(context, cache, in, out, n0, n1, sign, planOnly);
 }
 

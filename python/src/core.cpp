@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <unordered_map>
@@ -269,31 +270,29 @@ PYBIND11_MODULE(_core, module) {
         if (!tf::importWisdom(text, &error)) throw py::value_error(error);
       },
       py::arg("text"));
+  // Runs a file function without the GIL; returns its error text, none on success.
+  const auto fileCall = [](bool (*call)(const std::string&, std::string*),
+                           const std::string& path) -> std::optional<std::string> {
+    std::string error;
+    const py::gil_scoped_release release;
+    if (call(path, &error)) return std::nullopt;
+    return error;
+  };
   module.def(
       "export_wisdom_to_file",
-      [](const std::string& path) {
-        std::string error;
-        bool written;
-        {
-          const py::gil_scoped_release release;
-          written = tf::exportWisdomToFile(path, &error);
-        }
-        if (!written) {
-          PyErr_SetString(PyExc_OSError, error.c_str());
+      [fileCall](const std::string& path) {
+        const std::optional<std::string> error = fileCall(&tf::exportWisdomToFile, path);
+        if (error) {
+          PyErr_SetString(PyExc_OSError, error->c_str());
           throw py::error_already_set();
         }
       },
       py::arg("path"));
   module.def(
       "import_wisdom_from_file",
-      [](const std::string& path) {
-        std::string error;
-        bool imported;
-        {
-          const py::gil_scoped_release release;
-          imported = tf::importWisdomFromFile(path, &error);
-        }
-        if (!imported) throw py::value_error(error);
+      [fileCall](const std::string& path) {
+        const std::optional<std::string> error = fileCall(&tf::importWisdomFromFile, path);
+        if (error) throw py::value_error(*error);
       },
       py::arg("path"));
   module.def("import_system_wisdom", [] { return tf::importSystemWisdom(); });

@@ -95,10 +95,6 @@ struct ArraySlabs {
   std::size_t count() const {
     return cutsColumns() ? blocks * slabsPerBlock() : (blocks + full.blocks - 1) / full.blocks;
   }
-  // The shape of the smaller last slabs; none (0 blocks or columns) where every slab is full.
-  SlabShape tail() const {
-    return cutsColumns() ? SlabShape{1, columns % full.columns} : SlabShape{blocks % full.blocks, columns};
-  }
   // Slab `index`: its first block and column, and its shape.
   void locate(std::size_t index, std::size_t& block, std::size_t& column, SlabShape& shape) const {
     if (cutsColumns()) {
@@ -244,28 +240,28 @@ bool runOnArrays(const fftwContext& context, std::uint64_t threads, const BatchS
         inPlace ? reinterpret_cast<FftwOut*>(scratchIn) : static_cast<FftwOut*>(outputScratch.get());
     return Planner::planOverArrays(dims, scratchIn, scratchOut, sign, strategy | keep);
   };
-  // The full slabs' plan on the first slab; the tails' on the first tail, whose residues all tails share.
-  const SlabShape tail = slabs.tail();
-  const bool anyTail = tail.blocks > 0 && tail.columns > 0;
-  const bool anyFull =
-      slabs.cutsColumns() ? slabs.columns >= slabs.full.columns : slabs.blocks >= slabs.full.blocks;
-  const std::size_t tailBlock = slabs.cutsColumns() ? 0 : slabs.blocks - tail.blocks;
-  const std::size_t tailColumn = slabs.cutsColumns() ? slabs.columns - tail.columns : 0;
-  const OwnedPlan<Plan> fullPlan(anyFull ? planFor(slabs.full, in, out) : nullptr, true);
+  // Slab 0 is full (a slab never holds more than the batch); the last slab is the tail where any is, on
+  // the residues that every tail shares.
+  const auto isFull = [&](const SlabShape& slab) {
+    return slab.blocks == slabs.full.blocks && slab.columns == slabs.full.columns;
+  };
+  std::size_t lastBlock = 0, lastColumn = 0;
+  SlabShape last{};
+  slabs.locate(count - 1, lastBlock, lastColumn, last);
+  const OwnedPlan<Plan> fullPlan(planFor(slabs.full, in, out), true);
   const OwnedPlan<Plan> tailPlan(
-      anyTail ? planFor(tail, slabIn(tailBlock, tailColumn), slabOut(tailBlock, tailColumn)) : nullptr, true);
-  if ((anyFull && fullPlan.get() == nullptr) || (anyTail && tailPlan.get() == nullptr)) return false;
+      isFull(last) ? nullptr : planFor(last, slabIn(lastBlock, lastColumn), slabOut(lastBlock, lastColumn)),
+      true);
+  if (fullPlan.get() == nullptr || (!isFull(last) && tailPlan.get() == nullptr)) return false;
 
   const fftwApi& api = fftwApi::getInstance();
   const auto runSlab = [&](std::size_t index) {
     std::size_t block = 0, column = 0;
     SlabShape slab{};
     slabs.locate(index, block, column, slab);
-    const bool isTail =
-        slabs.cutsColumns() ? slab.columns < slabs.full.columns : slab.blocks < slabs.full.blocks;
     Out* const output = slabOut(block, column);
-    api.execute(isTail ? tailPlan.get() : fullPlan.get(), asFftw(const_cast<In*>(slabIn(block, column))),
-                asFftw(output));
+    api.execute(isFull(slab) ? fullPlan.get() : tailPlan.get(),
+                asFftw(const_cast<In*>(slabIn(block, column))), asFftw(output));
     if constexpr (Hooks::completesSpectra) completeSpectraInSlab(output, shape, slabs, slab);
     if (sides.divisor == 1) return;
     if (slab.columns == shape.stride) {

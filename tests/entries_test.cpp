@@ -156,6 +156,15 @@ TEST(Accuracy, DCST) {
       dcst({.single = F, .kind = 1, .stride = 3, .n = 0, .inputLength = 7, .numVectors = 11, .sign = 1,
             .flags = kComplex}),  // n 0: nothing touched
   };
+  // The kinds through a complex FFT of n/2 points, with n/2 odd and even, in every layout of the walk.
+  const unsigned roadFlags[] = {kComplex, kInPlace, kComplex | kKeepingCache, kShiftIn | kShiftOut,
+                                kComplex | kInPlace, kKeepingCache};
+  for (int kind : {1, 2, 3, 5, 6, 7}) {
+    const std::uint64_t n = kind < 4 ? 42 + 22 * kind : 2 * (kind - 4) + 62;  // 64 86 108, 64 66 68
+    rows.push_back(dcst({.single = kind % 2 == 0, .kind = kind, .stride = kind % 3 == 0 ? 1u : 7u, .n = n,
+                         .numVectors = 30u + kind, .threads = 1u + kind % 2, .sign = kind % 3 - 1,
+                         .flags = roadFlags[kind - 1 - kind / 4]}));
+  }
   // DCT-I is undefined for one point; every other kind at n 1.
   for (int kind = 1; kind < 8; ++kind)
     rows.push_back(dcst({.single = kind % 2 == 0, .kind = kind, .stride = 4, .n = 1, .inputLength = 2,

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <type_traits>
 
 #include "backend/aligned_scratch.hpp"
 #include "batch/array_plan.hpp"
@@ -174,13 +173,14 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
   const std::size_t n = shape.length;
   const bool streamOut =
       !sides.outputReadNext && sides.parts * n * shape.numVectors * sizeof(Out) >= kStreamingOutputBytes;
-  // Interleaved parts always pass through scratch; FFTW writes the output itself where it stays in the
-  // caches anyway.
+  // Interleaved parts always pass through scratch, as do plans whose layout isn't the arrays'; FFTW writes
+  // the output itself where it stays in the caches anyway.
   const DirectMoves direct =
-      sides.parts != 1 ? DirectMoves{false, false}
-                       : directMovesFor(shape, {in, sizeof(In), sides.planInputLength, sides.plansKeepInput,
-                                                out, sizeof(Out), context.getChunkSize(), !streamOut,
-                                                context.getPlanStrategy(n) == FFTW_ESTIMATE});
+      sides.parts != 1 || sides.plansOnScratchOnly
+          ? DirectMoves{false, false}
+          : directMovesFor(shape,
+                           {in, sizeof(In), sides.planInputLength, sides.plansKeepInput, out, sizeof(Out),
+                            context.getChunkSize(), !streamOut, context.getPlanStrategy(n) == FFTW_ESTIMATE});
   // Scratch holds one part of a vector: an interleaved one passes its two parts through it in turn.
   const ScratchLayout scratch{sides.planInputLength * sizeof(In), sides.planOutputLength * sizeof(Out),
                               sides.parts * sizeof(In), direct.output ? out : nullptr};
@@ -189,11 +189,9 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
 
   const std::uint64_t callerThreads = context.getNumThreads();
   const BatchPath path = configureBatchContext(context, shape.numVectors, n);
-  // Hooks on units (the N-D transforms' divisors) belong to the walk.
-  constexpr bool unitHooks = !std::is_same_v<Hooks, NoHooks> && !Hooks::completesSpectra;
-  const bool arrayRoad =
-      !unitHooks && arrayPlansServe(shape, sides, sizeof(In), sizeof(Out),
-                                    context.getPlanStrategy(n) != FFTW_ESTIMATE, sides.arrayPlanLength);
+  const bool arrayRoad = !hooks.keepToWalk() &&
+                         arrayPlansServe(shape, sides, sizeof(In), sizeof(Out),
+                                         context.getPlanStrategy(n) != FFTW_ESTIMATE, sides.arrayPlanLength);
   // The host's cache sees the same requests on either way.
   const auto onArrays = [&] {
     return arrayRoad && runOnArrays<Planner, Hooks>(context, path.threaded ? callerThreads : 1, shape, sign,

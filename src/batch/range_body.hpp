@@ -37,6 +37,8 @@ struct BatchSides {
   // Whether another pass reads the output right away, which then stays in the caches instead of
   // streaming past them.
   bool outputReadNext;
+  // Whether the plans work on scratch only: their vectors aren't laid out as the arrays' are.
+  bool plansOnScratchOnly;
   std::uint64_t divisor;  // of an inverse transform; 1 for none
   // Batches of vectors up to this length run through one plan over the caller's arrays instead of the
   // walk through scratch (see runOnArrays); 0 for none.
@@ -60,6 +62,13 @@ struct NoHooks {
   // Called on a unit's `count` transformed (and divided) vectors, `pitch` apart, before they move out.
   template <typename E>
   void afterUnit(E*, std::size_t, std::size_t) const {}
+  // Runs `plan` on a unit of `count` vectors from `input` to `output`.
+  template <typename Plan, typename In, typename Out>
+  void runUnit(Plan plan, In* input, Out* output, std::size_t /*count*/) const {
+    fftwApi::getInstance().execute(plan, asFftw(input), asFftw(output));
+  }
+  // Whether the batch must take the walk through scratch, where these hooks run.
+  bool keepToWalk() const { return false; }
 };
 
 // The loop of one range of vectors. In and Out are the arrays' element types on each side of the plans; Hooks
@@ -75,7 +84,6 @@ struct RangeBody {
 
   void operator()(const LoopSetting<Plan>& setting, void* inBlock, void* outBlock, std::size_t begin,
                   std::size_t end) const {
-    const fftwApi& api = fftwApi::getInstance();
     In* const inBuf = static_cast<In*>(inBlock);
     Out* const outBuf = static_cast<Out*>(outBlock);
     const bool directOutput = outBuf == out;
@@ -103,7 +111,7 @@ struct RangeBody {
           In* const unitInput = planInput + inputPlaces.unit(u);
           Out* const unitOutput = planOutput + outputPlaces.unit(u);
           hooks.beforeUnit(unitInput, inputPlaces.vectorPitch, vectorsPerPlan);
-          api.execute(group.plan, asFftw(unitInput), asFftw(unitOutput));
+          hooks.runUnit(group.plan, unitInput, unitOutput, vectorsPerPlan);
           if (moves.sides.divisor != 1)
             scaleInverse(unitOutput, moves.sides.divisor, vectorsPerPlan * outputPlaces.vectorPitch,
                          setting.divisionOverTasks);

@@ -3,11 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "batch/batch_run.hpp"
 #include "batch/scale_inverse.hpp"
 #include "dcst/dcst_kinds.hpp"
 #include "dcst/dcst_planner.hpp"
+#include "dcst/half_length.hpp"
 
 namespace tessel_fft {
 
@@ -30,17 +32,30 @@ struct DCSTPass {
   bool outputReadNext;
 };
 
-// The hooks of a batch with edge divisors: each vector's first element divided by one divisor and the
-// others by the other, before or after its unit runs.
-template <typename R>
-struct EdgeDivision : NoHooks {
-  const EdgeDivisors<R>* divisors;
+// The hooks of a cosine/sine batch: the half-length road's steps around its plans where Kind and n take
+// it, and each vector's first element divided by one divisor and the others by the other, before or after
+// its unit runs, where an N-D pass asks for it.
+template <typename R, int Kind>
+struct DCSTUnits : NoHooks {
+  const EdgeDivisors<R>* divisors;          // or null
+  const HalfLengthTwiddles<R>* halfLength;  // or null: the plans are FFTW's r2r plans
+  std::size_t n;
 
+  bool keepToWalk() const { return divisors != nullptr; }
   void beforeUnit(R* first, std::size_t pitch, std::size_t count) const {
-    if (divisors->beforeTransform) divideEdges(first, pitch, count);
+    if (divisors != nullptr && divisors->beforeTransform) divideEdges(first, pitch, count);
   }
   void afterUnit(R* first, std::size_t pitch, std::size_t count) const {
-    if (!divisors->beforeTransform) divideEdges(first, pitch, count);
+    if (divisors != nullptr && !divisors->beforeTransform) divideEdges(first, pitch, count);
+  }
+  void runUnit(fftwPlan<R> plan, R* input, R* output, std::size_t count) const {
+    if constexpr (Kind % 4 != 0) {
+      if (halfLength != nullptr) {
+        runHalfLength<R, Kind>(plan, *halfLength, input, output, n, count);
+        return;
+      }
+    }
+    NoHooks::runUnit(plan, input, output, count);
   }
   void divideEdges(R* first, std::size_t pitch, std::size_t count) const {
     for (R* vector = first; vector != first + count * pitch; vector += pitch) {
@@ -57,20 +72,20 @@ template <typename T, int Kind>
 void runDCSTBatch(fftwContext& context, dcstPlanCacheInterface<T, Kind>* cache, const T* in, T* out,
                   const BatchShape& shape, int direction, bool isComplex, const DCSTPass<T>& pass) {
   const std::size_t n = shape.length;
+  const bool halfLength = halfLengthServes<Kind>(n);
   BatchSides sides{};
   sides.parts = isComplex ? 2 : 1;
   sides.planInputLength = sides.planOutputLength = n;
   // An input divided before the transform is divided in scratch.
   sides.plansKeepInput = pass.divisors == nullptr || !pass.divisors->beforeTransform;
+  sides.plansOnScratchOnly = halfLength;
   sides.outputReadNext = pass.outputReadNext;
   sides.divisor = direction == 1 ? dcstDivisor<Kind>(n) : 1;
   sides.arrayPlanLength = kArrayPlanLength;
-  if (pass.divisors == nullptr) {
-    runBatch<DCSTPlanner<T, Kind>>(context, cache, shape, direction, in, out, sides);
-  } else {
-    runBatch<DCSTPlanner<T, Kind>>(context, cache, shape, direction, in, out, sides,
-                                   EdgeDivision<T>{{}, pass.divisors});
-  }
+  const std::shared_ptr<const HalfLengthTwiddles<T>> twiddles =
+      halfLength ? halfLengthTwiddles<T>(n, Kind % 4 == 3) : nullptr;
+  runBatch<DCSTPlanner<T, Kind>>(context, cache, shape, direction, in, out, sides,
+                                 DCSTUnits<T, Kind>{{}, pass.divisors, twiddles.get(), n});
 }
 
 }  // namespace tessel_fft

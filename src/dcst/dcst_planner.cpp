@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "dcst/dcst_kinds.hpp"
+#include "dcst/half_length.hpp"
 #include "plans/plan_acquisition.hpp"
 #include "plans/plan_key.hpp"
 #include "tessel_fft/fftw_api.hpp"
@@ -14,6 +15,19 @@ template <typename T, int Kind>
 bool DCSTPlanner<T, Kind>::getPlan(std::uint64_t n, std::uint64_t howmany, T* in, T* out, int direction,
                                    Plan& plan) const {
   const fftwPlanKey key = makePlanKey(kDCSTKeyLayout, n, 1, howmany, direction, in, out, *this->context_);
+  if (halfLengthServes<Kind>(n)) {
+    // The complex FFT of the half-length road, n/2 complex points per vector in the same places.
+    const auto half = static_cast<std::ptrdiff_t>(n / 2);
+    const fftw_iodim64 dims{half, 1, 1};
+    const fftw_iodim64 howmanyDims{static_cast<std::ptrdiff_t>(howmany), half, half};
+    auto* const complexOut = reinterpret_cast<fftwComplex<T>*>(out);
+    const auto planOn = [&](T* input, unsigned flags) {
+      return fftwApi::getInstance().plan(1, &dims, 1, &howmanyDims, reinterpret_cast<fftwComplex<T>*>(input),
+                                         complexOut, halfLengthSign<Kind>(), flags);
+    };
+    return acquirePlan<T>(*this->context_, this->cache_, key, n, n * howmany * sizeof(T), in, out, planOn,
+                          plan);
+  }
   // Both sides of an r2r transform have n points per vector, so the distances are n for every kind.
   const fftw_iodim64 dims{static_cast<std::ptrdiff_t>(n), 1, 1};
   const fftw_iodim64 howmanyDims{static_cast<std::ptrdiff_t>(howmany), static_cast<std::ptrdiff_t>(n),

@@ -136,16 +136,19 @@ void runDCST(const py::array& in, py::array& out, const View& view, int directio
 
 template <typename E>
 void runDCTND(const py::array& in, py::array& out, const std::vector<u64>& dims, bool inverse,
-              bool orthonormal) {
+              bool orthonormal, u64 threads) {
   u64 count = 1;
   for (const u64 extent : dims) count *= extent;
   const E* source = readable<E>(in, count);
   E* target = writable<E>(out, count);
   const py::gil_scoped_release release;
+  using R = tf::ndReal<E>;
   if (inverse) {
-    tf::idctIIND<E>(source, target, dims.data(), dims.size(), orthonormal);
+    tf::idctIIND<E>(contextFor(threads), &dcstCache<R, 2>(), source, target, dims.data(), dims.size(),
+                    orthonormal);
   } else {
-    tf::dctIIND<E>(source, target, dims.data(), dims.size(), orthonormal);
+    tf::dctIIND<E>(contextFor(threads), &dcstCache<R, 1>(), source, target, dims.data(), dims.size(),
+                   orthonormal);
   }
 }
 
@@ -222,20 +225,23 @@ PYBIND11_MODULE(_core, module) {
 
   module.def(
       "dctn",
-      [](const py::array& in, py::array& out, const std::vector<u64>& dims, bool inverse, bool orthonormal) {
+      [](const py::array& in, py::array& out, const std::vector<u64>& dims, bool inverse, bool orthonormal,
+         u64 threads) {
         const int type = py::dtype(in.dtype()).num();
         if (type == py::dtype::of<float>().num()) {
-          runDCTND<float>(in, out, dims, inverse, orthonormal);
+          runDCTND<float>(in, out, dims, inverse, orthonormal, threads);
         } else if (type == py::dtype::of<double>().num()) {
-          runDCTND<double>(in, out, dims, inverse, orthonormal);
+          runDCTND<double>(in, out, dims, inverse, orthonormal, threads);
         } else if (type == py::dtype::of<std::complex<float>>().num()) {
-          runDCTND<std::complex<float>>(in, out, dims, inverse, orthonormal);
+          runDCTND<std::complex<float>>(in, out, dims, inverse, orthonormal, threads);
         } else {
-          runDCTND<std::complex<double>>(in, out, dims, inverse, orthonormal);
+          runDCTND<std::complex<double>>(in, out, dims, inverse, orthonormal, threads);
         }
       },
-      "dctIIND or idctIIND over column-major extents `dims`; GIL released while it runs.", py::arg("input"),
-      py::arg("output"), py::arg("dims"), py::arg("inverse"), py::arg("orthonormal"));
+      "dctIIND or idctIIND over column-major extents `dims` with the shared DCT-II or DCT-III plan cache; "
+      "GIL released while it runs.",
+      py::arg("input"), py::arg("output"), py::arg("dims"), py::arg("inverse"), py::arg("orthonormal"),
+      py::arg("threads"));
 
   module.def(
       "set_plan_strategy",

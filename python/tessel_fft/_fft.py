@@ -300,12 +300,12 @@ def _r2rn(sine, forward, x, type, s, axes, norm, workers, orthogonalize):
         for length, axis in zip(s, axes):
             x = _r2r(sine, forward, x, type, length, axis, norm, workers, orthogonalize)
         return x
-    _workers(workers)  # validated; the N-D entry runs on the calling thread
+    threads = _workers(workers)
     if not (x.flags.c_contiguous or x.flags.f_contiguous):
         x = np.ascontiguousarray(x)
     order = "C" if x.flags.c_contiguous else "F"
     out = np.empty(x.shape, x.dtype, order=order)
-    _core.dctn(x, out, list(x.shape[::-1] if order == "C" else x.shape), not forward, inorm == 1)
+    _core.dctn(x, out, list(x.shape[::-1] if order == "C" else x.shape), not forward, inorm == 1, threads)
     if inorm != 1:
         # Unnormalised forward, divided by the product of 2n inverse; the norm may want the other.
         total = math.prod(2 * m for m in x.shape)

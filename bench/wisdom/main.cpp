@@ -38,19 +38,19 @@ const char* const kUsage =
     "Calls each entry of tessel_fft once on scratch arrays with a measuring planner, so that FFTW plans\n"
     "exactly the problems the library asks it for in those calls, and writes FFTW's wisdom of both\n"
     "precisions to FILE. A host that imports FILE (tessel_fft::importWisdomFromFile, or\n"
-    "tessel-fft-bench --wisdom FILE) then gets those plans in milliseconds, and dctIIND, which plans by\n"
-    "estimate, gets the measured plans. Run it once per machine; wisdom is only valid on the machine and\n"
+    "tessel-fft-bench --wisdom FILE) then gets those plans in milliseconds. Run it once per machine;\n"
+    "wisdom is only valid on the machine and\n"
     "FFTW version that made it. Progress goes to stderr.\n"
     "\n"
     "Entry: FAMILY[:PRECISION]:SHAPE[:OPTION...], for instance c2c-inv:double:100x4096x20:t4\n"
     "  FAMILY     c2c, c2c-inv (FFTW_BACKWARD), r2c, c2r: quillFFT1D; the same with nocopy- in front:\n"
     "             quillFFT1DNoCopy; dct1..dct4, dst1..dst4: quillDCST1D;\n"
     "             i1d-r2c, i1d-c2r, i1d-c2c: interleavedFFT1D; i2d-r2c, i2d-c2r, i2d-c2c: interleavedFFT2D;\n"
-    "             dctnd, idctnd: dctIIND and idctIIND\n"
+    "             dctnd, idctnd: dctIIND and idctIIND with a context\n"
     "  PRECISION  double (default) or float\n"
     "  SHAPE      numbers joined by x: for the batched families STRIDExNxBLOCKS (NxVECTORS and N mean\n"
     "             stride 1); for i1d NxHOWMANY; for i2d N0xN1; for dctnd and idctnd the extents\n"
-    "  OPTION     tN: the context's thread budget (default --threads; dctnd and idctnd always use 1);\n"
+    "  OPTION     tN: the context's thread budget (default --threads);\n"
     "             complex: interleaved complex data (dct*, dst*, dctnd, idctnd);\n"
     "             full: EMBED_FULL_LENGTH (i1d, i2d)\n"
     "Give the same thread budget the host's calls will have: FFTW plans separately for each.\n"
@@ -322,28 +322,32 @@ void runInterleaved(const Entry& entry, const fftwContext& context) {
   }
 }
 
-// The plans dctIIND and idctIIND ask for, dimension by dimension, under their own fixed context but
-// measured.
-template <typename T>
-void runNd(const Entry& entry, unsigned strategy) {
-  const fftwContext context(1, strategy, fftwContext::EMBED_COMPACT, true);
+// The plans the dctIIND and idctIIND overloads that take a context ask for, dimension by dimension. The
+// ones without a context plan their own complex FFTs by estimate.
+template <typename E>
+void runNd(const Entry& entry, const fftwContext& context) {
+  using T = tessel_fft::ndReal<E>;
   u64 total = 1;
   for (const u64 extent : entry.extents) total *= extent;
-  u64 stride = 1;
-  for (const u64 n : entry.extents) {
-    const Batch batch{stride, n, total / n};
-    runDcstKind<T>(entry.family == "dctnd" ? 1 : 2, context, batch, entry.complex,
-                   std::make_index_sequence<3>());
-    stride *= n;
+  Scratch<E> in(total), out(total);
+  if (entry.family == "dctnd") {
+    DcstClock<T, 1> clock;
+    tessel_fft::dctIIND<E>(context, &clock, in.get(), out.get(), entry.extents.data(), entry.extents.size(),
+                           false);
+  } else {
+    DcstClock<T, 2> clock;
+    tessel_fft::idctIIND<E>(context, &clock, in.get(), out.get(), entry.extents.data(), entry.extents.size(),
+                            false);
   }
 }
 
 template <typename T>
 void runEntry(const Entry& entry, unsigned strategy) {
   const std::string& family = entry.family;
-  if (family.find("dctnd") != std::string::npos) return runNd<T>(entry, strategy);
   const fftwContext context(entry.threads, strategy,
                             entry.full ? fftwContext::EMBED_FULL_LENGTH : fftwContext::EMBED_COMPACT, false);
+  if (family.find("dctnd") != std::string::npos)
+    return entry.complex ? runNd<std::complex<T>>(entry, context) : runNd<T>(entry, context);
   if (family[0] == 'i') {
     const std::string kind = family.substr(4);
     if (kind == "r2c") return runInterleaved<T, tessel_fft::r2c>(entry, context);

@@ -108,9 +108,11 @@ void groups(benchmark::internal::Benchmark* bench) {
   bench->ArgNames({"stride", "vectors"})->ArgsProduct({{100, 1000}, {4, 16}})->UseManualTime();
 }
 
+BENCHMARK_TEMPLATE(groupMove, float, Move::Gather)->Apply(groups);
 BENCHMARK_TEMPLATE(groupMove, double, Move::Gather)->Apply(groups);
 BENCHMARK_TEMPLATE(groupMove, std::complex<double>, Move::Gather)->Apply(groups);
 BENCHMARK_TEMPLATE(groupMove, double, Move::Scatter)->Apply(groups);
+BENCHMARK_TEMPLATE(groupMove, std::complex<float>, Move::Scatter)->Apply(groups);
 BENCHMARK_TEMPLATE(groupMove, std::complex<double>, Move::Scatter)->Apply(groups);
 BENCHMARK_TEMPLATE(groupMove, double, Move::StreamScatter)->Apply(groups);
 BENCHMARK_TEMPLATE(groupMove, std::complex<double>, Move::StreamScatter)->Apply(groups);

@@ -3,11 +3,13 @@
 #pragma once
 
 #include <emmintrin.h>
+#include <xmmintrin.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "buffering/element_functors.hpp"
 #include "buffering/prefetch.hpp"
@@ -84,12 +86,87 @@ void walkTiles(std::size_t first, std::size_t end, std::size_t innerCount, const
   }
 }
 
+// Square blocks of dst(r, c) = f(src(c, r)) that move through SSE registers: 4 x 4 floats, and 2 x 2 of
+// 8-byte elements (doubles, or complex floats, whose conjugates flip the sign bit of each imaginary part
+// as conjugate does). Element by element, each element costs a load and a store of its own, which bounded
+// the gathers of single-precision real data and the completion of their spectra. 0: no blocks.
+template <typename T, template <typename> class F>
+constexpr std::ptrdiff_t kTransposeBlock = std::is_same_v<T, float>&& std::is_same_v<F<T>, noop<T>> ? 4
+                                           : sizeof(T) == 8                                         ? 2
+                                                                                                    : 0;
+
+template <typename T, template <typename> class F, typename DstRow, typename SrcRow>
+void transposeBlock(const DstRow& dstRow, const SrcRow& srcRow, std::ptrdiff_t c, std::ptrdiff_t r) {
+  if constexpr (kTransposeBlock<T, F> == 4) {
+    __m128 a = _mm_loadu_ps(srcRow(c) + r), b = _mm_loadu_ps(srcRow(c + 1) + r);
+    __m128 d = _mm_loadu_ps(srcRow(c + 2) + r), e = _mm_loadu_ps(srcRow(c + 3) + r);
+    _MM_TRANSPOSE4_PS(a, b, d, e);
+    _mm_storeu_ps(dstRow(r) + c, a);
+    _mm_storeu_ps(dstRow(r + 1) + c, b);
+    _mm_storeu_ps(dstRow(r + 2) + c, d);
+    _mm_storeu_ps(dstRow(r + 3) + c, e);
+  } else if constexpr (kTransposeBlock<T, F> == 2) {
+    const auto at = [](auto* element) { return reinterpret_cast<const double*>(element); };
+    const __m128d a = _mm_loadu_pd(at(srcRow(c) + r)), b = _mm_loadu_pd(at(srcRow(c + 1) + r));
+    __m128d first = _mm_unpacklo_pd(a, b), second = _mm_unpackhi_pd(a, b);
+    if constexpr (!std::is_same_v<F<T>, noop<T>>) {
+      const __m128d imaginarySigns = _mm_castsi128_pd(_mm_set1_epi64x(INT64_MIN));
+      first = _mm_xor_pd(first, imaginarySigns);
+      second = _mm_xor_pd(second, imaginarySigns);
+    }
+    _mm_storeu_pd(reinterpret_cast<double*>(dstRow(r) + c), first);
+    _mm_storeu_pd(reinterpret_cast<double*>(dstRow(r + 1) + c), second);
+  }
+}
+
+// Every transposing move: dst(r, c) = f(src(c, r)), where row r of the destination starts at dstRow(r)
+// and row c of the source at srcRow(c), walked in tiles (see walkTiles) whose outer indices are the
+// columns c in [first, end) when ColumnsOuter, else the rows r; within a tile in square blocks where the
+// type has them.
+template <typename T, template <typename> class F, bool ColumnsOuter, typename DstRow, typename SrcRow,
+          typename Prefetch>
+void walkTranspose(std::size_t first, std::size_t end, std::size_t inner, const DstRow& dstRow,
+                   const SrcRow& srcRow, const Prefetch& prefetch) {
+  const F<T> f;
+  const auto move = [&](std::ptrdiff_t outer, std::ptrdiff_t in) {
+    const std::ptrdiff_t c = ColumnsOuter ? outer : in, r = ColumnsOuter ? in : outer;
+    f(dstRow(r)[c], srcRow(c)[r]);
+  };
+  constexpr std::ptrdiff_t kBlock = kTransposeBlock<T, F>;
+  if constexpr (kBlock == 0) {
+    walkTiles<T>(first, end, inner, move, prefetch);
+  } else {
+    const auto last = static_cast<std::ptrdiff_t>(end);
+    const auto innerEnd = static_cast<std::ptrdiff_t>(inner);
+    for (auto tile = static_cast<std::ptrdiff_t>(first); tile < last; tile += kTileEdge<T>) {
+      const std::ptrdiff_t tileEnd = std::min(tile + kTileEdge<T>, last);
+      const std::ptrdiff_t prefetchEnd = std::min(tileEnd + kPrefetchAheadSteps, last);
+      for (std::ptrdiff_t o = tile + kPrefetchAheadSteps; o < prefetchEnd; ++o) prefetch(o);
+      std::ptrdiff_t i = 0;
+      for (; i + kBlock <= innerEnd; i += kBlock) {
+        std::ptrdiff_t o = tile;
+        for (; o + kBlock <= tileEnd; o += kBlock) {
+          if constexpr (ColumnsOuter) {
+            transposeBlock<T, F>(dstRow, srcRow, o, i);
+          } else {
+            transposeBlock<T, F>(dstRow, srcRow, i, o);
+          }
+        }
+        for (; o < tileEnd; ++o)
+          for (std::ptrdiff_t k = i; k < i + kBlock; ++k) move(o, k);
+      }
+      for (; i < innerEnd; ++i)
+        for (std::ptrdiff_t o = tile; o < tileEnd; ++o) move(o, i);
+    }
+  }
+}
+
 template <typename T>
 void gatherRowsLoop(T* const* rows, const T* src, std::ptrdiff_t srcStride, std::size_t cols,
                     std::size_t rowCount) {
-  const noop<T> f;
-  walkTiles<T>(
-      0, cols, rowCount, [&](std::ptrdiff_t c, std::ptrdiff_t r) { f(rows[r][c], src[c * srcStride + r]); },
+  walkTranspose<T, noop, true>(
+      0, cols, rowCount, [&](std::ptrdiff_t r) { return rows[r]; },
+      [&](std::ptrdiff_t c) { return src + c * srcStride; },
       [&](std::ptrdiff_t c) {
         prefetchForRead(src + c * srcStride, std::min(rowCount * sizeof(T), kPrefetchRunBytes));
       });
@@ -98,9 +175,9 @@ void gatherRowsLoop(T* const* rows, const T* src, std::ptrdiff_t srcStride, std:
 template <typename T>
 void scatterColumnsLoop(T* dst, std::ptrdiff_t dstStride, const T* const* columns, std::size_t cols,
                         std::size_t rows) {
-  const noop<T> f;
-  walkTiles<T>(
-      0, rows, cols, [&](std::ptrdiff_t r, std::ptrdiff_t c) { f(dst[r * dstStride + c], columns[c][r]); },
+  walkTranspose<T, noop, false>(
+      0, rows, cols, [&](std::ptrdiff_t r) { return dst + r * dstStride; },
+      [&](std::ptrdiff_t c) { return columns[c]; },
       [&](std::ptrdiff_t r) {
         prefetchForRead(dst + r * dstStride, std::min(cols * sizeof(T), kPrefetchRunBytes));
       });

@@ -14,17 +14,16 @@ namespace {
 
 using detail::forEachBlock;
 using detail::kPrefetchRunBytes;
-using detail::walkTiles;
+using detail::walkTranspose;
 
 // Columns [firstColumn, endColumn) outside: each destination row receives a line of the tile's columns,
 // while the source columns are read along their unit stride.
 template <typename T, template <typename> class F>
 void columnsOuter(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride,
                   std::size_t firstColumn, std::size_t endColumn, std::size_t rows) {
-  const F<T> f;
-  walkTiles<T>(
-      firstColumn, endColumn, rows,
-      [&](std::ptrdiff_t c, std::ptrdiff_t r) { f(dst[r * dstStride + c], src[c * srcStride + r]); },
+  walkTranspose<T, F, true>(
+      firstColumn, endColumn, rows, [&](std::ptrdiff_t r) { return dst + r * dstStride; },
+      [&](std::ptrdiff_t c) { return src + c * srcStride; },
       [&](std::ptrdiff_t c) {
         prefetchForRead(src + c * srcStride, std::min(rows * sizeof(T), kPrefetchRunBytes));
       });
@@ -35,10 +34,9 @@ void columnsOuter(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t
 template <typename T, template <typename> class F>
 void rowsOuter(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride, std::size_t firstRow,
                std::size_t endRow, std::size_t cols) {
-  const F<T> f;
-  walkTiles<T>(
-      firstRow, endRow, cols,
-      [&](std::ptrdiff_t r, std::ptrdiff_t c) { f(dst[r * dstStride + c], src[c * srcStride + r]); },
+  walkTranspose<T, F, false>(
+      firstRow, endRow, cols, [&](std::ptrdiff_t r) { return dst + r * dstStride; },
+      [&](std::ptrdiff_t c) { return src + c * srcStride; },
       [&](std::ptrdiff_t r) {
         prefetchForRead(dst + r * dstStride, std::min(cols * sizeof(T), kPrefetchRunBytes));
       });

@@ -56,29 +56,34 @@ struct TwiddleShelf {
   std::vector<Entry> entries;  // most recent last
 };
 
-// DCT-II (or with `negateOdd` DST-II) of `count` vectors: Makhoul's order into the complex view of `out`,
-// the FFT into `in`, the split and twiddle back into `out` (reversed for DST-II).
+// The road's three steps on `count` vectors n apart: before(x, z) from each input vector to its complex
+// view in `out`, the FFT of those into `in`, after(spectrum, y) from each spectrum back into `out`.
+template <typename R, typename Before, typename After>
+void aroundFft(fftwPlan<R> plan, R* in, R* out, std::size_t n, std::size_t count, const Before& before,
+               const After& after) {
+  for (std::size_t v = 0; v < count; ++v) before(in + v * n, out + v * n);
+  fftwApi::getInstance().execute(plan, reinterpret_cast<fftwComplex<R>*>(out),
+                                 reinterpret_cast<fftwComplex<R>*>(in));
+  for (std::size_t v = 0; v < count; ++v) after(in + v * n, out + v * n);
+}
+
+// DCT-II (or with `Sine` DST-II: odd inputs negated, the output reversed): Makhoul's order, the FFT, and
+// the split of the real vector's spectrum with its twiddle.
 template <typename R, bool Sine>
 void runKindTwo(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* in, R* out, std::size_t n,
                 std::size_t count) {
   const std::size_t half = n / 2;
   const R oddSign = Sine ? R(-1) : R(1);
-  for (std::size_t v = 0; v < count; ++v) {
-    const R* x = in + v * n;
-    R* z = out + v * n;
+  const R* w = twiddles.first.data();
+  const R* ws = twiddles.third.data();
+  const auto place = [n](std::size_t k) { return Sine ? n - 1 - k : k; };
+  const auto reorder = [&](const R* x, R* z) {
     for (std::size_t m = 0; m < half; ++m) {
       z[m] = x[2 * m];
       z[n - 1 - m] = oddSign * x[2 * m + 1];
     }
-  }
-  fftwApi::getInstance().execute(plan, reinterpret_cast<fftwComplex<R>*>(out),
-                                 reinterpret_cast<fftwComplex<R>*>(in));
-  const R* w = twiddles.first.data();
-  const R* ws = twiddles.third.data();
-  for (std::size_t v = 0; v < count; ++v) {
-    const R* spectrum = in + v * n;
-    R* y = out + v * n;
-    const auto place = [n](std::size_t k) { return Sine ? n - 1 - k : k; };
+  };
+  const auto split = [&](const R* spectrum, R* y) {
     // Z[0] and Z[n/2], which is Z[0] again, pair with themselves.
     const R z0 = spectrum[0], z1 = spectrum[1];
     y[place(0)] = 2 * (z0 + z1);
@@ -90,12 +95,11 @@ void runKindTwo(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* in, 
       const R pr = ar + br, pi = ai + bi;
       const R qr = ai - bi, qi = br - ar;
       const R wr = w[2 * k], wi = w[2 * k + 1], sr = ws[2 * k], si = ws[2 * k + 1];
-      const R ur = wr * pr - wi * pi + sr * qr - si * qi;
-      const R ui = wr * pi + wi * pr + sr * qi + si * qr;
-      y[place(k)] = ur;
-      y[place(n - k)] = -ui;
+      y[place(k)] = wr * pr - wi * pi + sr * qr - si * qi;
+      y[place(n - k)] = -(wr * pi + wi * pr + sr * qi + si * qr);
     }
-  }
+  };
+  aroundFft(plan, in, out, n, count, reorder, split);
 }
 
 // DCT-III (or with `Sine` DST-III: the input reversed, odd outputs negated), the steps of kind II backwards.
@@ -103,11 +107,10 @@ template <typename R, bool Sine>
 void runKindThree(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* in, R* out, std::size_t n,
                   std::size_t count) {
   const std::size_t half = n / 2;
+  const R oddSign = Sine ? R(-1) : R(1);
   const R* w = twiddles.first.data();
   const R* s = twiddles.second.data();
-  for (std::size_t v = 0; v < count; ++v) {
-    const R* spectrum = in + v * n;
-    R* z = out + v * n;
+  const auto join = [&](const R* spectrum, R* z) {
     // X[n] is 0.
     const auto at = [spectrum, n](std::size_t k) {
       if (k == n) return R(0);
@@ -126,18 +129,14 @@ void runKindThree(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* in
       z[2 * k] = vr + cr - (sr * di - si * dr);
       z[2 * k + 1] = vi + ci + sr * dr + si * di;
     }
-  }
-  fftwApi::getInstance().execute(plan, reinterpret_cast<fftwComplex<R>*>(out),
-                                 reinterpret_cast<fftwComplex<R>*>(in));
-  const R oddSign = Sine ? R(-1) : R(1);
-  for (std::size_t v = 0; v < count; ++v) {
-    const R* z = in + v * n;
-    R* y = out + v * n;
+  };
+  const auto reorder = [&](const R* z, R* y) {
     for (std::size_t m = 0; m < half; ++m) {
       y[2 * m] = z[m];
       y[2 * m + 1] = oddSign * z[n - 1 - m];
     }
-  }
+  };
+  aroundFft(plan, in, out, n, count, join, reorder);
 }
 
 // DCT-IV (or with `Sine` DST-IV: the input reversed, odd outputs negated) through the twiddled complex FFT
@@ -146,11 +145,10 @@ template <typename R, bool Sine>
 void runKindFour(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* in, R* out, std::size_t n,
                  std::size_t count) {
   const std::size_t half = n / 2;
+  const R oddSign = Sine ? R(1) : R(-1);
   const R* before = twiddles.first.data();
   const R* after = twiddles.second.data();
-  for (std::size_t v = 0; v < count; ++v) {
-    const R* x = in + v * n;
-    R* c = out + v * n;
+  const auto pair = [&](const R* x, R* c) {
     for (std::size_t m = 0; m < half; ++m) {
       const R re = Sine ? x[n - 1 - 2 * m] : x[2 * m];
       const R im = Sine ? x[2 * m] : x[n - 1 - 2 * m];
@@ -158,20 +156,16 @@ void runKindFour(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* in,
       c[2 * m] = re * pr - im * pi;
       c[2 * m + 1] = re * pi + im * pr;
     }
-  }
-  fftwApi::getInstance().execute(plan, reinterpret_cast<fftwComplex<R>*>(out),
-                                 reinterpret_cast<fftwComplex<R>*>(in));
-  const R oddSign = Sine ? R(1) : R(-1);
-  for (std::size_t v = 0; v < count; ++v) {
-    const R* spectrum = in + v * n;
-    R* y = out + v * n;
+  };
+  const auto unpair = [&](const R* spectrum, R* y) {
     for (std::size_t m = 0; m < half; ++m) {
       const R cr = spectrum[2 * m], ci = spectrum[2 * m + 1];
       const R qr = after[2 * m], qi = after[2 * m + 1];
       y[2 * m] = cr * qr - ci * qi;
       y[n - 1 - 2 * m] = oddSign * (cr * qi + ci * qr);
     }
-  }
+  };
+  aroundFft(plan, in, out, n, count, pair, unpair);
 }
 
 }  // namespace

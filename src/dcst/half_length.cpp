@@ -1,11 +1,13 @@
 // The half-length road of the cosine/sine kinds: the twiddles, and the steps around the complex FFT.
 #include "dcst/half_length.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <mutex>
+#include <new>
 #include <utility>
 
-#include "dcst/dcst_kinds.hpp"
+#include "backend/errors.hpp"
 #include "tessel_fft/fftw_api.hpp"
 
 namespace tessel_fft {
@@ -173,23 +175,26 @@ void runKindFour(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* in,
 template <typename R>
 std::shared_ptr<const HalfLengthTwiddles<R>> halfLengthTwiddles(std::uint64_t n, bool quarterWave) {
   static TwiddleShelf<R> shelf;
-  {
-    const std::lock_guard<std::mutex> hold(shelf.lock);
-    for (auto entry = shelf.entries.begin(); entry != shelf.entries.end(); ++entry) {
-      if (entry->n == n && entry->quarterWave == quarterWave) {
-        std::shared_ptr<const HalfLengthTwiddles<R>> found = entry->twiddles;
-        shelf.entries.erase(entry);
-        shelf.entries.push_back({n, quarterWave, found});
-        return found;
+  try {
+    {
+      const std::lock_guard<std::mutex> hold(shelf.lock);
+      for (auto entry = shelf.entries.begin(); entry != shelf.entries.end(); ++entry) {
+        if (entry->n == n && entry->quarterWave == quarterWave) {
+          std::shared_ptr<const HalfLengthTwiddles<R>> found = entry->twiddles;
+          std::rotate(entry, entry + 1, shelf.entries.end());
+          return found;
+        }
       }
     }
+    // Computed outside the lock: two threads may both compute a length, and both results are right.
+    auto made = std::make_shared<const HalfLengthTwiddles<R>>(computeTwiddles<R>(n, quarterWave));
+    const std::lock_guard<std::mutex> hold(shelf.lock);
+    if (shelf.entries.size() == kKeptTwiddles) shelf.entries.erase(shelf.entries.begin());
+    shelf.entries.push_back({n, quarterWave, made});
+    return made;
+  } catch (const std::bad_alloc&) {
+    throwNoMemory();
   }
-  // Computed outside the lock: two threads may both compute a length, and both results are right.
-  auto made = std::make_shared<const HalfLengthTwiddles<R>>(computeTwiddles<R>(n, quarterWave));
-  const std::lock_guard<std::mutex> hold(shelf.lock);
-  if (shelf.entries.size() == kKeptTwiddles) shelf.entries.erase(shelf.entries.begin());
-  shelf.entries.push_back({n, quarterWave, made});
-  return made;
 }
 
 template <typename R, int Kind>

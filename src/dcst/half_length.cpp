@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <complex>
 #include <mutex>
 #include <new>
 #include <utility>
@@ -19,10 +20,12 @@ constexpr std::size_t kKeptTwiddles = 16;
 
 const long double kPi = 3.141592653589793238462643383279502884L;
 
+using Unit = std::complex<long double>;
+
 template <typename R>
-void appendUnit(std::vector<R>& pairs, long double angle, long double magnitude = 1) {
-  pairs.push_back(static_cast<R>(magnitude * std::cos(angle)));
-  pairs.push_back(static_cast<R>(magnitude * std::sin(angle)));
+void append(std::vector<R>& pairs, Unit value) {
+  pairs.push_back(static_cast<R>(value.real()));
+  pairs.push_back(static_cast<R>(value.imag()));
 }
 
 template <typename R>
@@ -30,19 +33,26 @@ HalfLengthTwiddles<R> computeTwiddles(std::uint64_t n, bool quarterWave) {
   HalfLengthTwiddles<R> twiddles;
   const long double length = static_cast<long double>(n);
   const std::uint64_t half = n / 2;
+  const auto unit = [](long double angle) { return std::polar(1.0L, angle); };
   if (quarterWave) {
     for (std::uint64_t m = 0; m < half; ++m) {
       const auto place = static_cast<long double>(m);
-      appendUnit(twiddles.first, -kPi * (4 * place + 1) / (4 * length));
-      appendUnit(twiddles.second, -kPi * place / length, 2);
+      append(twiddles.before, unit(-kPi * (4 * place + 1) / (4 * length)));
+      append(twiddles.after, 2.0L * unit(-kPi * place / length));
     }
     return twiddles;
   }
+  const Unit i(0, 1);
+  const auto quarter = [&](std::uint64_t k) {
+    return unit(-kPi * static_cast<long double>(k) / (2 * length));
+  };
+  const auto full = [&](std::uint64_t k) { return unit(-2 * kPi * static_cast<long double>(k) / length); };
   for (std::uint64_t k = 0; k <= half; ++k) {
-    const auto place = static_cast<long double>(k);
-    appendUnit(twiddles.first, -kPi * place / (2 * length));
-    appendUnit(twiddles.second, -2 * kPi * place / length);
-    appendUnit(twiddles.third, -5 * kPi * place / (2 * length));
+    append(twiddles.quarter, quarter(k));
+    append(twiddles.quarterMirror, quarter(half - k));
+    append(twiddles.full, full(k));
+    append(twiddles.splitOwn, quarter(k) * (1.0L - i * full(k)));
+    append(twiddles.splitMirror, quarter(half - k) * (1.0L + i * full(half - k)));
   }
   return twiddles;
 }
@@ -76,8 +86,8 @@ void runKindTwo(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* in, 
                 std::size_t count) {
   const std::size_t half = n / 2;
   const R oddSign = Sine ? R(-1) : R(1);
-  const R* w = twiddles.first.data();
-  const R* ws = twiddles.third.data();
+  const R* own = twiddles.splitOwn.data();
+  const R* mirror = twiddles.splitMirror.data();
   const auto place = [n](std::size_t k) { return Sine ? n - 1 - k : k; };
   const auto reorder = [&](const R* x, R* z) {
     for (std::size_t m = 0; m < half; ++m) {
@@ -85,20 +95,25 @@ void runKindTwo(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* in, 
       z[n - 1 - m] = oddSign * x[2 * m + 1];
     }
   };
+  // Output k is the real part of u_k = q_k (1 - i f_k) Z[k] + q_k (1 + i f_k) conj(Z[n/2-k]), output n-k
+  // minus its imaginary part: each output pair takes the first term from its own Z, then the second from
+  // the mirror's, in two forward passes.
   const auto split = [&](const R* spectrum, R* y) {
     // Z[0] and Z[n/2], which is Z[0] again, pair with themselves.
     const R z0 = spectrum[0], z1 = spectrum[1];
     y[place(0)] = 2 * (z0 + z1);
-    y[place(half)] = 2 * (w[2 * half] * z0 + ws[2 * half] * z1);
+    y[place(half)] = own[2 * half] * z0 - own[2 * half + 1] * z1 + mirror[0] * z0 + mirror[1] * z1;
     for (std::size_t k = 1; k < half; ++k) {
       const R ar = spectrum[2 * k], ai = spectrum[2 * k + 1];
-      const R br = spectrum[2 * (half - k)], bi = -spectrum[2 * (half - k) + 1];
-      // P = a + b, Q = -i (a - b); u = w P + ws Q.
-      const R pr = ar + br, pi = ai + bi;
-      const R qr = ai - bi, qi = br - ar;
-      const R wr = w[2 * k], wi = w[2 * k + 1], sr = ws[2 * k], si = ws[2 * k + 1];
-      y[place(k)] = wr * pr - wi * pi + sr * qr - si * qi;
-      y[place(n - k)] = -(wr * pi + wi * pr + sr * qi + si * qr);
+      const R tr = own[2 * k], ti = own[2 * k + 1];
+      y[place(k)] = tr * ar - ti * ai;
+      y[place(n - k)] = -(tr * ai + ti * ar);
+    }
+    for (std::size_t j = 1; j < half; ++j) {
+      const R br = spectrum[2 * j], bi = -spectrum[2 * j + 1];
+      const R tr = mirror[2 * j], ti = mirror[2 * j + 1];
+      y[place(half - j)] += tr * br - ti * bi;
+      y[place(half + j)] -= tr * bi + ti * br;
     }
   };
   aroundFft(plan, in, out, n, count, reorder, split);
@@ -110,19 +125,16 @@ void runKindThree(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* in
                   std::size_t count) {
   const std::size_t half = n / 2;
   const R oddSign = Sine ? R(-1) : R(1);
-  const R* w = twiddles.first.data();
-  const R* s = twiddles.second.data();
+  const R* w = twiddles.quarter.data();
+  const R* wMirror = twiddles.quarterMirror.data();
+  const R* s = twiddles.full.data();
   const auto join = [&](const R* spectrum, R* z) {
-    // X[n] is 0.
-    const auto at = [spectrum, n](std::size_t k) {
-      if (k == n) return R(0);
-      return Sine ? spectrum[n - 1 - k] : spectrum[k];
-    };
-    for (std::size_t k = 0; k < half; ++k) {
-      // V = conj(w_k) (X[k] - i X[n-k]); its mirror conj(V[n/2-k]) = w_(n/2-k) (X[n/2-k] + i X[n/2+k]).
-      const R xa = at(k), xb = at(n - k), xc = at(half - k), xd = at(half + k);
+    const auto at = [spectrum, n](std::size_t k) { return Sine ? spectrum[n - 1 - k] : spectrum[k]; };
+    // V = conj(w_k) (X[k] - i X[n-k]); its mirror conj(V[n/2-k]) = w_(n/2-k) (X[n/2-k] + i X[n/2+k]).
+    const auto joinAt = [&](std::size_t k, R xb) {
+      const R xa = at(k), xc = at(half - k), xd = at(half + k);
       const R wr = w[2 * k], wi = w[2 * k + 1];
-      const R mr = w[2 * (half - k)], mi = w[2 * (half - k) + 1];
+      const R mr = wMirror[2 * k], mi = wMirror[2 * k + 1];
       const R vr = wr * xa - wi * xb, vi = -(wr * xb + wi * xa);
       const R cr = mr * xc - mi * xd, ci = mr * xd + mi * xc;
       const R dr = vr - cr, di = vi - ci;
@@ -130,7 +142,9 @@ void runKindThree(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* in
       const R sr = s[2 * k], si = s[2 * k + 1];
       z[2 * k] = vr + cr - (sr * di - si * dr);
       z[2 * k + 1] = vi + ci + sr * dr + si * di;
-    }
+    };
+    joinAt(0, R(0));  // X[n] is 0
+    for (std::size_t k = 1; k < half; ++k) joinAt(k, at(n - k));
   };
   const auto reorder = [&](const R* z, R* y) {
     for (std::size_t m = 0; m < half; ++m) {
@@ -148,8 +162,8 @@ void runKindFour(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* in,
                  std::size_t count) {
   const std::size_t half = n / 2;
   const R oddSign = Sine ? R(1) : R(-1);
-  const R* before = twiddles.first.data();
-  const R* after = twiddles.second.data();
+  const R* before = twiddles.before.data();
+  const R* after = twiddles.after.data();
   const auto pair = [&](const R* x, R* c) {
     for (std::size_t m = 0; m < half; ++m) {
       const R re = Sine ? x[n - 1 - 2 * m] : x[2 * m];

@@ -34,14 +34,16 @@ constexpr int halfLengthSign() {
   return Kind % 4 == 2 ? +1 : -1;
 }
 
-// The twiddles of one length n, as (real, imaginary) pairs. For kinds II and III, for k = 0..n/2:
-// `first` e^(-i pi k / 2n), `second` e^(-2 pi i k / n), `third` their product. For kind IV, for
-// m < n/2: `first` e^(-i pi (4m+1) / 4n) before the FFT, `second` 2 e^(-i pi m / n) after it.
+// The twiddles of one length n, as (real, imaginary) pairs, with q_k = e^(-i pi k / 2n) and
+// f_k = e^(-2 pi i k / n). Kinds II and III, for k = 0..n/2: `quarter` q_k, `quarterMirror` q_(n/2-k),
+// `full` f_k; `splitOwn` q_k (1 - i f_k), what Z[k] adds to outputs k and n-k of kind II, and
+// `splitMirror` q_(n/2-k) (1 + i f_(n/2-k)), what conj(Z[k]) adds to outputs n/2-k and n/2+k. Each
+// table is read forwards in its loop, which the compiler vectorises. Kind IV, for m < n/2: `before`
+// e^(-i pi (4m+1) / 4n) before the FFT, `after` 2 e^(-i pi m / n) after it.
 template <typename R>
 struct HalfLengthTwiddles {
-  std::vector<R> first;
-  std::vector<R> second;
-  std::vector<R> third;
+  std::vector<R> quarter, quarterMirror, full, splitOwn, splitMirror;
+  std::vector<R> before, after;
 };
 
 // The twiddles of length n for kinds II and III (quarterWave false) or IV, computed in long double on first

@@ -218,12 +218,13 @@ TEST(Accuracy, DctND) {
     }
   }
   // With a context and a host cache: pooled dimensions (256 x 96), measured plans, a refused plan, the
-  // same extent twice sharing plans, chunk 3.
+  // same extent twice sharing plans, chunk 3; the orthonormal divisions on both sides of the half-length
+  // road (even extents from 16).
   const unsigned keep = kKeepingCache, orthoComplex = kOrthonormal | kComplex;
   const Call hosted[] = {
       {Family::ND, D, 0, 1, 0, 0, 0, 2, 4, 0, keep | kOrthonormal, {256, 96}},
       {Family::ND, F, 1, 1, 0, 0, 0, 2, 4, 0, keep | kComplex, {256, 96}},
-      {Family::ND, D, 1, 1, 0, 0, 0, 2, 4, 0, keep | kMeasure | orthoComplex, {12, 5, 12}},
+      {Family::ND, D, 1, 1, 0, 0, 0, 2, 4, 0, keep | kMeasure | orthoComplex, {16, 5, 18}},
       {Family::ND, F, 0, 1, 0, 0, 0, 1, 3, 0, kRefusingCache | kInPlace | kOrthonormal, {9, 7}},
   };
   rows.insert(rows.end(), std::begin(hosted), std::end(hosted));

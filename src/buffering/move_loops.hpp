@@ -63,29 +63,6 @@ constexpr std::size_t kPrefetchRunBytes = 4 * kCacheLineBytes;
 template <typename T>
 constexpr std::ptrdiff_t kTileEdge = sizeof(T) < kCacheLineBytes ? kCacheLineBytes / sizeof(T) : 1;
 
-// Walks outer indices [first, end) in tiles of a line's worth; within a tile every inner index, and for
-// each of those the tile's outer indices: move(outer, inner). The tile's elements on the side where outer
-// indices are adjacent then form one line, written or read at once, while the far runs of the other side
-// are walked side by side along their unit stride. Walking one outer index at a time instead touches one
-// element of each of `inner` lines, and where their distance is a multiple of 4 KiB those lines compete
-// for the same cache set. prefetch(outer) starts the far run of an outer index ahead of the walk, for
-// outer indices of this call's range only, so that no address outside the arrays is formed.
-template <typename T, typename Move, typename Prefetch>
-void walkTiles(std::size_t first, std::size_t end, std::size_t innerCount, const Move& move,
-               const Prefetch& prefetch) {
-  const auto last = static_cast<std::ptrdiff_t>(end);
-  const auto inner = static_cast<std::ptrdiff_t>(innerCount);
-  if (inner == 0) return;
-  for (auto tile = static_cast<std::ptrdiff_t>(first); tile < last; tile += kTileEdge<T>) {
-    const std::ptrdiff_t tileEnd = std::min(tile + kTileEdge<T>, last);
-    const std::ptrdiff_t prefetchEnd = std::min(tileEnd + kPrefetchAheadSteps, last);
-    for (std::ptrdiff_t o = tile + kPrefetchAheadSteps; o < prefetchEnd; ++o) prefetch(o);
-    for (std::ptrdiff_t i = 0; i < inner; ++i) {
-      for (std::ptrdiff_t o = tile; o < tileEnd; ++o) move(o, i);
-    }
-  }
-}
-
 // Square blocks of dst(r, c) = f(src(c, r)) that move through SSE registers: 4 x 4 floats, and 2 x 2 of
 // 8-byte elements (doubles, or complex floats, whose conjugates flip the sign bit of each imaginary part
 // as conjugate does). Element by element, each element costs a load and a store of its own, which bounded
@@ -120,9 +97,17 @@ void transposeBlock(const DstRow& dstRow, const SrcRow& srcRow, std::ptrdiff_t c
 }
 
 // Every transposing move: dst(r, c) = f(src(c, r)), where row r of the destination starts at dstRow(r)
-// and row c of the source at srcRow(c), walked in tiles (see walkTiles) whose outer indices are the
-// columns c in [first, end) when ColumnsOuter, else the rows r; within a tile in square blocks where the
-// type has them.
+// and row c of the source at srcRow(c). The outer indices are the columns c in [first, end) when
+// ColumnsOuter, else the rows r; the inner ones run over [0, inner).
+//
+// The walk cuts the outer indices into tiles of a line's worth; within a tile it takes every inner index,
+// and for each of those the tile's outer indices. The tile's elements on the side where outer indices are
+// adjacent then form one line, written or read at once, while the far runs of the other side are walked
+// side by side along their unit stride. Walking one outer index at a time instead touches one element of
+// each of `inner` lines, and where their distance is a multiple of 4 KiB those lines compete for the same
+// cache set. Where the type has square blocks, the tile moves block by block, the remainder element by
+// element. prefetch(outer) starts the far run of an outer index ahead of the walk, for outer indices of
+// this call's range only, so that no address outside the arrays is formed.
 template <typename T, template <typename> class F, bool ColumnsOuter, typename DstRow, typename SrcRow,
           typename Prefetch>
 void walkTranspose(std::size_t first, std::size_t end, std::size_t inner, const DstRow& dstRow,
@@ -132,32 +117,32 @@ void walkTranspose(std::size_t first, std::size_t end, std::size_t inner, const 
     const std::ptrdiff_t c = ColumnsOuter ? outer : in, r = ColumnsOuter ? in : outer;
     f(dstRow(r)[c], srcRow(c)[r]);
   };
-  constexpr std::ptrdiff_t kBlock = kTransposeBlock<T, F>;
-  if constexpr (kBlock == 0) {
-    walkTiles<T>(first, end, inner, move, prefetch);
-  } else {
-    const auto last = static_cast<std::ptrdiff_t>(end);
-    const auto innerEnd = static_cast<std::ptrdiff_t>(inner);
-    for (auto tile = static_cast<std::ptrdiff_t>(first); tile < last; tile += kTileEdge<T>) {
-      const std::ptrdiff_t tileEnd = std::min(tile + kTileEdge<T>, last);
-      const std::ptrdiff_t prefetchEnd = std::min(tileEnd + kPrefetchAheadSteps, last);
-      for (std::ptrdiff_t o = tile + kPrefetchAheadSteps; o < prefetchEnd; ++o) prefetch(o);
-      std::ptrdiff_t i = 0;
-      for (; i + kBlock <= innerEnd; i += kBlock) {
-        std::ptrdiff_t o = tile;
-        for (; o + kBlock <= tileEnd; o += kBlock) {
-          if constexpr (ColumnsOuter) {
-            transposeBlock<T, F>(dstRow, srcRow, o, i);
-          } else {
-            transposeBlock<T, F>(dstRow, srcRow, i, o);
-          }
-        }
-        for (; o < tileEnd; ++o)
-          for (std::ptrdiff_t k = i; k < i + kBlock; ++k) move(o, k);
-      }
-      for (; i < innerEnd; ++i)
-        for (std::ptrdiff_t o = tile; o < tileEnd; ++o) move(o, i);
+  const auto block = [&](std::ptrdiff_t outer, std::ptrdiff_t in) {
+    if constexpr (kTransposeBlock<T, F> == 0) {
+      move(outer, in);
+    } else if constexpr (ColumnsOuter) {
+      transposeBlock<T, F>(dstRow, srcRow, outer, in);
+    } else {
+      transposeBlock<T, F>(dstRow, srcRow, in, outer);
     }
+  };
+  constexpr std::ptrdiff_t kStep = std::max<std::ptrdiff_t>(kTransposeBlock<T, F>, 1);
+  const auto last = static_cast<std::ptrdiff_t>(end);
+  const auto innerEnd = static_cast<std::ptrdiff_t>(inner);
+  if (innerEnd == 0) return;
+  for (auto tile = static_cast<std::ptrdiff_t>(first); tile < last; tile += kTileEdge<T>) {
+    const std::ptrdiff_t tileEnd = std::min(tile + kTileEdge<T>, last);
+    const std::ptrdiff_t prefetchEnd = std::min(tileEnd + kPrefetchAheadSteps, last);
+    for (std::ptrdiff_t o = tile + kPrefetchAheadSteps; o < prefetchEnd; ++o) prefetch(o);
+    std::ptrdiff_t i = 0;
+    for (; i + kStep <= innerEnd; i += kStep) {
+      std::ptrdiff_t o = tile;
+      for (; o + kStep <= tileEnd; o += kStep) block(o, i);
+      for (; o < tileEnd; ++o)
+        for (std::ptrdiff_t k = i; k < i + kStep; ++k) move(o, k);
+    }
+    for (; i < innerEnd; ++i)
+      for (std::ptrdiff_t o = tile; o < tileEnd; ++o) move(o, i);
   }
 }
 

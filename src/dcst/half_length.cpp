@@ -6,7 +6,6 @@
 #include <complex>
 #include <mutex>
 #include <new>
-#include <utility>
 
 #include "backend/errors.hpp"
 #include "tessel_fft/fftw_api.hpp"

@@ -1,0 +1,12 @@
+# The project's programs: linked to the shared library as a host links it, and installed so that from
+# any prefix they find the library installed beside them.
+file(RELATIVE_PATH TESSEL_BIN_TO_LIB /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+
+function(tessel_add_program name)
+  add_executable(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE tessel_fft tessel_warnings)
+  set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN/${TESSEL_BIN_TO_LIB}")
+  if(TESSEL_INSTALL)
+    install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  endif()
+endfunction()

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "command_line.hpp"
 #include "measure.hpp"
 #include "options.hpp"
 #include "report.hpp"
@@ -24,14 +25,7 @@
 namespace {
 
 using namespace tessel_bench;
-
-constexpr int kUsageExit = 2;
-constexpr int kFailureExit = 1;
-
-int usageError(const std::string& message) {
-  std::cerr << "tessel-fft-bench: " << message << "\nTry 'tessel-fft-bench --help'.\n";
-  return kUsageExit;
-}
+using tessel_tools::UsageError;
 
 void listCases(const std::vector<CaseDefinition>& cases) {
   std::size_t nameWidth = 0;
@@ -67,12 +61,7 @@ class ReportFile {
 };
 
 int run(int argc, char** argv) {
-  Options options;
-  try {
-    options = parseOptions(argc, argv);
-  } catch (const UsageError& error) {
-    return usageError(error.what());
-  }
+  const Options options = parseOptions(argc, argv);
   if (options.help) {
     std::cout << usageText();
     return 0;
@@ -101,13 +90,13 @@ int run(int argc, char** argv) {
     for (const std::string& name : options.cases) {
       const auto found =
           std::find_if(pool.begin(), pool.end(), [&](const CaseDefinition& c) { return c.name == name; });
-      if (found == pool.end()) return usageError("unknown case '" + name + "' (--list shows them)");
+      if (found == pool.end()) throw UsageError("unknown case '" + name + "' (--list shows them)");
       selected.push_back(*found);
     }
   }
   ReportFile json, svg;
-  if (!json.open(options.jsonPath)) return usageError("cannot open '" + options.jsonPath + "' for writing");
-  if (!svg.open(options.svgPath)) return usageError("cannot open '" + options.svgPath + "' for writing");
+  if (!json.open(options.jsonPath)) throw UsageError("cannot open '" + options.jsonPath + "' for writing");
+  if (!svg.open(options.svgPath)) throw UsageError("cannot open '" + options.svgPath + "' for writing");
   // With the JSON on stdout, the table goes where the progress goes.
   std::ostream& tableOut = options.jsonPath == "-" ? std::cerr : std::cout;
 
@@ -123,7 +112,7 @@ int run(int argc, char** argv) {
   tessel_fft::fftwApi::getInstance();
   std::string wisdomError;
   if (!options.wisdomPath.empty() && !tessel_fft::importWisdomFromFile(options.wisdomPath, &wisdomError))
-    return usageError("cannot import wisdom: " + wisdomError);
+    throw UsageError("cannot import wisdom: " + wisdomError);
   info.config.wisdomPath = options.wisdomPath;
 
   MeasureSettings settings = options.sweep > 0 ? sweepSettings() : MeasureSettings();
@@ -159,16 +148,11 @@ int run(int argc, char** argv) {
   }
   const bool passed =
       std::all_of(results.begin(), results.end(), [](const CaseResult& r) { return r.passed; });
-  return passed && written ? 0 : kFailureExit;
+  return passed && written ? 0 : tessel_tools::kFailureExit;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    return run(argc, argv);
-  } catch (const std::exception& error) {
-    std::cerr << "tessel-fft-bench: " << error.what() << '\n';
-    return kFailureExit;
-  }
+  return tessel_tools::runProgram("tessel-fft-bench", [&] { return run(argc, argv); });
 }

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "cases.hpp"
 #include "command_line.hpp"
 #include "measure.hpp"
 #include "options.hpp"
@@ -26,20 +27,6 @@ namespace {
 
 using namespace tessel_bench;
 using tessel_tools::UsageError;
-
-void listCases(const std::vector<CaseDefinition>& cases) {
-  std::size_t nameWidth = 0;
-  std::size_t entryWidth = 0;
-  for (const CaseDefinition& definition : cases) {
-    nameWidth = std::max(nameWidth, definition.name.size());
-    entryWidth = std::max(entryWidth, definition.entry.size());
-  }
-  for (const CaseDefinition& definition : cases) {
-    std::cout << definition.name << std::string(nameWidth - definition.name.size() + 2, ' ')
-              << definition.entry << std::string(entryWidth - definition.entry.size() + 2, ' ')
-              << definition.description << '\n';
-  }
-}
 
 // Where a report goes: a file opened before the run, standard output for "-", or nowhere for "".
 class ReportFile {
@@ -74,7 +61,7 @@ int run(int argc, char** argv) {
   }
   const std::vector<CaseDefinition> all = allCases();
   if (options.list) {
-    listCases(all);
+    listCases(std::cout, all);
     return 0;
   }
 
@@ -83,17 +70,7 @@ int run(int argc, char** argv) {
       options.sweep > 0 ? sweepCases(drawProblems(sweepSpace(options.quick),
                                                   static_cast<std::uint64_t>(options.sweep), options.seed))
                         : all;
-  std::vector<CaseDefinition> selected;
-  if (options.cases.empty()) {
-    selected = pool;
-  } else {
-    for (const std::string& name : options.cases) {
-      const auto found =
-          std::find_if(pool.begin(), pool.end(), [&](const CaseDefinition& c) { return c.name == name; });
-      if (found == pool.end()) throw UsageError("unknown case '" + name + "' (--list shows them)");
-      selected.push_back(*found);
-    }
-  }
+  const std::vector<CaseDefinition> selected = selectCases(pool, options.cases);
   ReportFile json, svg;
   if (!json.open(options.jsonPath)) throw UsageError("cannot open '" + options.jsonPath + "' for writing");
   if (!svg.open(options.svgPath)) throw UsageError("cannot open '" + options.svgPath + "' for writing");

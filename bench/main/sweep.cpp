@@ -112,7 +112,7 @@ std::string StridedProblem::entry() const {
   const std::string real = singlePrecision ? "float" : "double";
   if (family == kDcst) return "quillDCST1D<" + real + ", " + std::to_string(dcstKind) + ">";
   const char* kinds[] = {"r2c", "c2r", "c2c"};
-  return "quillFFT1D<" + real + ", " + kinds[family] + ">";
+  return std::string(noCopy ? "quillFFT1DNoCopy<" : "quillFFT1D<") + real + ", " + kinds[family] + ">";
 }
 
 SweepSpace sweepSpace(bool quick) {
@@ -139,9 +139,7 @@ std::vector<CaseDefinition> sweepCases(const std::vector<StridedProblem>& proble
     std::snprintf(name, sizeof name, "s%0*zu", digits, i + 1);
     const StridedProblem problem = problems[i];
     cases.push_back({name, problem.entry(), problem.text(), [problem](const SuiteConfig& config) {
-                       Workload workload = problem.family == StridedProblem::kDcst
-                                               ? stridedDcstWorkload(config, problem)
-                                               : stridedFftWorkload(config, problem);
+                       Workload workload = stridedWorkload(config, problem);
                        workload.shape = problem.text();
                        return workload;
                      }});

@@ -33,6 +33,7 @@ Timing summarise(std::vector<double> seconds) {
   timing.median = seconds.size() % 2 == 1 ? seconds[middle] : 0.5 * (seconds[middle - 1] + seconds[middle]);
   timing.min = seconds.front();
   timing.max = seconds.back();
+  timing.samples = static_cast<int>(seconds.size());
   return timing;
 }
 

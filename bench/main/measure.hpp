@@ -15,6 +15,7 @@ struct Timing {
   double median = 0;
   double min = 0;
   double max = 0;
+  int samples = 0;  // timed runs the three are taken from
 };
 
 // The library against one plain side: one row of the table.

@@ -50,7 +50,7 @@ std::string jsonNumber(double value) { return std::isfinite(value) ? format("%.6
 std::string jsonTiming(const Timing& timing) {
   return "{\"median_seconds\": " + jsonNumber(timing.median) +
          ", \"min_seconds\": " + jsonNumber(timing.min) + ", \"max_seconds\": " + jsonNumber(timing.max) +
-         "}";
+         ", \"samples\": " + std::to_string(timing.samples) + "}";
 }
 
 std::string xmlText(const std::string& text) {
@@ -154,8 +154,8 @@ void printTable(std::ostream& out, const std::vector<CaseResult>& results, const
         << "[estimate per call]: plain FFTW under the same conditions, a rank-N FFTW_ESTIMATE plan made,\n"
         << "run and destroyed in every call, one thread. [measured plan]: one rank-N plan made before\n"
         << "timing (measured in a standard run), which dctIIND can never use; on one thread, or beside the\n"
-        << "dctIIND overload with a context and a host cache (-ctx) on the same threads. dctIIND's estimating\n"
-        << "planner uses wisdom of its own one-dimensional problems (--wisdom).\n";
+        << "dctIIND overload with a context and a host cache (-ctx) on the same threads. dctIIND's\n"
+        << "estimating planner uses wisdom of its own one-dimensional problems (--wisdom).\n";
   }
   if (info.config.quick)
     out << "QUICK RUN: small sizes and estimated plans; only the errors mean anything.\n";

@@ -108,6 +108,7 @@ int run(int argc, char** argv) {
     results.push_back(measureCase(selected[i], info.config, settings, label));
   }
 
+  if (options.sweep > 0) confirmSlowShapes(results, selected, info.config, settings);
   const double suiteSeconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - suiteStart).count();
   std::cerr << "finished " << selected.size() << " case(s) in " << static_cast<int>(suiteSeconds + 0.5)

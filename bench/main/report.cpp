@@ -53,6 +53,12 @@ std::string jsonTiming(const Timing& timing) {
          ", \"samples\": " + std::to_string(timing.samples) + "}";
 }
 
+std::string jsonNumbers(const std::vector<double>& values) {
+  std::string text = "[";
+  for (const double value : values) text += (text.size() > 1 ? ", " : "") + jsonNumber(value);
+  return text + "]";
+}
+
 std::string xmlText(const std::string& text) {
   std::string escaped;
   for (const char c : text) {
@@ -101,6 +107,13 @@ bool anyDctNd(const std::vector<CaseResult>& results) {
 
 }  // namespace
 
+std::string ratioText(double ratio, const std::vector<double>& readings) {
+  std::string text = format("%.2f", ratio);
+  for (std::size_t i = 0; i < readings.size(); ++i)
+    text += (i == 0 ? " (" : ", ") + format("%.2f", readings[i]) + (i + 1 == readings.size() ? ")" : "");
+  return text;
+}
+
 void printTable(std::ostream& out, const std::vector<CaseResult>& results, const RunInfo& info) {
   const std::vector<std::string> header = {
       "case",  "entry",         "threads", "ours (first call)", "ours (median)", "plain FFTW (median)",
@@ -115,7 +128,8 @@ void printTable(std::ostream& out, const std::vector<CaseResult>& results, const
     }
     const Comparison& c = *row.comparison;
     cells.push_back({row.label(true), r.entry, std::to_string(r.threads), duration(r.oursFirst),
-                     duration(r.ours.median), duration(c.plain.median), format("%.2f", c.ratio),
+                     duration(r.ours.median), duration(c.plain.median),
+                     ratioText(c.ratio, &c == &r.comparisons[0] ? r.readings : std::vector<double>()),
                      format("%.1e", c.maxError) + (c.passed ? "" : " FAIL")});
   }
   std::vector<std::size_t> widths(header.size());
@@ -195,7 +209,8 @@ bool writeJson(std::ostream& out, const std::vector<CaseResult>& results, const 
         << ", \"threads\": " << r.threads << ", \"runs\": " << r.runs
         << ", \"tolerance\": " << jsonNumber(r.tolerance) << ", \"passed\": " << (r.passed ? "true" : "false")
         << ", \"failure\": " << jsonString(r.failure) << ",\n     \"ours\": " << jsonTiming(r.ours)
-        << ", \"ours_first_call_seconds\": " << jsonNumber(r.oursFirst) << ",\n     \"plain\": [";
+        << ", \"ours_first_call_seconds\": " << jsonNumber(r.oursFirst)
+        << ", \"ratio_readings\": " << jsonNumbers(r.readings) << ",\n     \"plain\": [";
     for (std::size_t s = 0; s < r.comparisons.size(); ++s) {
       const Comparison& c = r.comparisons[s];
       out << (s == 0 ? "\n" : ",\n") << "       {\"side\": " << jsonString(c.label)

@@ -219,8 +219,7 @@ void printDistribution(std::ostream& out, const std::vector<CaseResult>& results
   const auto measuredAgain =
       std::count_if(ratios.begin(), ratios.end(), [](const Ratio& r) { return !r.result->readings.empty(); });
   std::snprintf(line, sizeof line,
-                "Confirmed slower than %.2f: %td of the %td shapes that read above it, each the median of %d "
-                "readings with fresh plans.\n",
+                "Confirmed above %.2f: %td of %td that read above it (median of %d readings, fresh plans).\n",
                 kConfirmAbove, above(kConfirmAbove), measuredAgain, kReadings);
   out << line << "Slowest shapes:\n";
   for (std::size_t i = 0; i < std::min<std::size_t>(5, ratios.size()); ++i) {

@@ -47,8 +47,9 @@ Options parseOptions(int argc, const char* const* argv) {
       path(options.wisdomPath, "--wisdom", true),
       path(options.svgPath, "--svg", false),
   };
-  const std::vector<std::string> operands = tessel_tools::parseCommandLine(argc, argv, table);
-  if (!operands.empty()) throw UsageError("unexpected argument '" + operands[0] + "'");
+  tessel_tools::parseCommandLine(argc, argv, table, [](const std::string& operand) {
+    throw UsageError("unexpected argument '" + operand + "'");
+  });
   return options;
 }
 

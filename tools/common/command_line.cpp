@@ -18,13 +18,12 @@ Option valued(std::vector<std::string> names, std::function<void(const std::stri
   return {std::move(names), true, std::move(apply)};
 }
 
-std::vector<std::string> parseCommandLine(int argc, const char* const* argv,
-                                          const std::vector<Option>& table) {
-  std::vector<std::string> operands;
+void parseCommandLine(int argc, const char* const* argv, const std::vector<Option>& table,
+                      const std::function<void(const std::string&)>& operand) {
   for (int i = 1; i < argc; ++i) {
     std::string argument = argv[i];
     if (argument.empty() || argument[0] != '-') {
-      operands.push_back(argument);
+      operand(argument);
       continue;
     }
     std::string value;
@@ -45,7 +44,6 @@ std::vector<std::string> parseCommandLine(int argc, const char* const* argv,
     }
     option->apply(value);
   }
-  return operands;
 }
 
 std::uint64_t wholeNumber(const std::string& what, const std::string& text, std::uint64_t lowest,

@@ -30,11 +30,11 @@ struct Option {
 Option flag(std::vector<std::string> names, bool& target);
 Option valued(std::vector<std::string> names, std::function<void(const std::string&)> apply);
 
-// Applies the options in the order given, a long option's value as --name VALUE or --name=VALUE, and
-// returns the operands (the arguments that don't start with '-') in order. Throws UsageError for an
-// unknown option, a missing or unwanted value, and passes on what an `apply` throws.
-std::vector<std::string> parseCommandLine(int argc, const char* const* argv,
-                                          const std::vector<Option>& table);
+// Applies the options and hands the operands (the arguments that don't start with '-') to `operand`,
+// all in the order given; a long option's value comes as --name VALUE or --name=VALUE. Throws UsageError
+// for an unknown option or a missing or unwanted value, and passes on what the callbacks throw.
+void parseCommandLine(int argc, const char* const* argv, const std::vector<Option>& table,
+                      const std::function<void(const std::string&)>& operand);
 
 // `text` as a whole number from `lowest` to `highest`; UsageError naming `what` otherwise.
 std::uint64_t wholeNumber(const std::string& what, const std::string& text, std::uint64_t lowest,

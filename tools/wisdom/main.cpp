@@ -179,8 +179,8 @@ Options parseOptions(int argc, const char* const* argv) {
                                throw UsageError("--time-limit wants seconds above 0, not '" + text + "'");
                            }),
   };
-  for (const std::string& operand : tessel_tools::parseCommandLine(argc, argv, table))
-    options.entries.push_back(parseEntry(operand));
+  tessel_tools::parseCommandLine(
+      argc, argv, table, [&](const std::string& entry) { options.entries.push_back(parseEntry(entry)); });
   for (Entry& entry : options.entries)
     if (entry.threads == 0) entry.threads = options.threads;
   if (!options.help && !options.version) {

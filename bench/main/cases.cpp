@@ -115,6 +115,39 @@ std::vector<CaseDefinition> allCases() {
     cases.push_back(orthonormalDct("dctnd-3d", "orthonormal DCT-II of 128 x 128 x 128", hosted,
                                    {128, 128, 128}, {8, 6, 5}));
   }
+  const struct {
+    const char* name;
+    int kind;
+    const char* entry;
+    const char* description;
+    Extents standard, quick;
+  } ndFFTs[] = {
+      {"fftnd-c2c-3d",
+       2,
+       "fftND<double, c2c>",
+       "c2c over all of 128 x 128 x 128",
+       {128, 128, 128},
+       {8, 6, 4}},
+      {"fftnd-r2c-2d",
+       0,
+       "fftND<double, r2c>",
+       "r2c over all of 2048 x 2048, one-sided",
+       {2048, 2048},
+       {32, 12}},
+      {"fftnd-c2r-3d-inv",
+       1,
+       "fftND<double, c2r>",
+       "inverse c2r over all of 128 x 96 x 80, scaled by 1/n",
+       {128, 96, 80},
+       {10, 6, 4}},
+  };
+  for (const auto& nd : ndFFTs) {
+    const int kind = nd.kind;
+    cases.push_back(sized(nd.name, nd.entry, std::string(nd.description) + ", all threads, measured plans",
+                          nd.standard, nd.quick, [kind](const SuiteConfig& config, const Extents& extents) {
+                            return fftNDWorkload(config, kind, extents);
+                          }));
+  }
   cases.push_back(interleaved("interleaved-1d-r2c",
                               "r2c of 1000 vectors of 4096 points on FFTW's layout, full spectra", 1,
                               {4096, 1000}, {64, 5}));

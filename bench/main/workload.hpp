@@ -90,6 +90,9 @@ Workload stridedDcstWorkload(const SuiteConfig& config, const StridedProblem& pr
 Workload interleavedR2cWorkload(const SuiteConfig& config, std::uint64_t n0, std::uint64_t n1, int rank);
 Workload orthonormalDctWorkload(const SuiteConfig& config, const std::vector<std::uint64_t>& extents,
                                 bool hosted);
+// fftND of `kind` (double) over every dimension of `extents`, beside one rank-N plan with the same threads;
+// c2r runs inverse, divided.
+Workload fftNDWorkload(const SuiteConfig& config, int kind, const std::vector<std::uint64_t>& extents);
 
 inline Workload stridedWorkload(const SuiteConfig& config, const StridedProblem& problem) {
   return problem.family == StridedProblem::kDcst ? stridedDcstWorkload(config, problem)

@@ -1,6 +1,9 @@
 // The N-D FFTs: one batched pass per transformed dimension, between the caller's arrays and scratch.
 #include "tessel_fft/fft_nd.hpp"
 
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+
 #include <complex>
 #include <cstdint>
 #include <optional>
@@ -36,15 +39,22 @@ struct NDArrays {
   }
 };
 
-// One pass of kind Kind under a fresh copy of the context, as quillFFT1D runs it.
+// One pass of kind Kind under a fresh copy of the context, as quillFFT1D runs it, over the whole arrays or
+// over step `step` of `steps` equal parts of them, each of whole slabs.
 template <typename T, int Kind>
 void runPass(const fftwContext& context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
-             const NDArrays& arrays, const NDPass& pass, const FFTPass& how) {
+             const NDArrays& arrays, const NDPass& pass, const FFTPass& how, std::size_t step,
+             std::size_t steps) {
   using In = typename fftElements<T, Kind>::In;
   using Out = typename fftElements<T, Kind>::Out;
   fftwContext passContext = context;
-  runFFTBatch<T, Kind>(passContext, cache, static_cast<const In*>(arrays[pass.source]),
-                       static_cast<Out*>(arrays[pass.target]), pass.batch, how);
+  BatchShape batch = pass.batch;
+  batch.numVectors /= steps;
+  const std::size_t sourceStep = pass.sourceBytes / steps, targetStep = pass.targetBytes / steps;
+  runFFTBatch<T, Kind>(
+      passContext, cache,
+      reinterpret_cast<const In*>(static_cast<const char*>(arrays[pass.source]) + step * sourceStep),
+      reinterpret_cast<Out*>(static_cast<char*>(arrays[pass.target]) + step * targetStep), batch, how);
 }
 
 }  // namespace
@@ -65,18 +75,47 @@ void fftND(fftwContext context, const fftNDCaches<T>& caches, const typename fft
   const int complexSign =
       Kind == c2r || (Kind == c2c && sign == FFTW_BACKWARD) ? FFTW_BACKWARD : FFTW_FORWARD;
   const std::size_t count = recipe.passes.size();
-  for (std::size_t p = 0; p < count; ++p) {
+  const auto run = [&](std::size_t p, const fftwContext& passContext, std::size_t step, std::size_t steps) {
     const NDPass& pass = recipe.passes[p];
     const bool readNext = p + 1 < count;
-    if (pass.batch.numVectors == 0) continue;
+    if (pass.batch.numVectors == 0) return;
     if (pass.kind == r2c) {
-      runPass<T, r2c>(context, caches.realToComplex, arrays, pass, {sign, divide, true, readNext});
+      runPass<T, r2c>(passContext, caches.realToComplex, arrays, pass, {sign, divide, true, readNext}, step,
+                      steps);
     } else if (pass.kind == c2r) {
-      runPass<T, c2r>(context, caches.complexToReal, arrays, pass, {sign, divide, false, readNext});
+      runPass<T, c2r>(passContext, caches.complexToReal, arrays, pass, {sign, divide, false, readNext}, step,
+                      steps);
     } else {
-      runPass<T, c2c>(context, caches.complexToComplex, arrays, pass, {complexSign, divide, false, readNext});
+      runPass<T, c2c>(passContext, caches.complexToComplex, arrays, pass,
+                      {complexSign, divide, false, readNext}, step, steps);
     }
+  };
+  std::size_t p = 0;
+  for (const NDSlabGroup& group : recipe.slabGroups) {
+    for (; p < group.firstPass; ++p) run(p, context, 0, 1);
+    // Steps spread over tasks as the vectors of a batch would, each step on one thread.
+    const BatchShape& firstBatch = recipe.passes[group.firstPass].batch;
+    const std::uint64_t stepPoints = firstBatch.numVectors * firstBatch.length / group.slabs;
+    const BatchPath path = chooseBatchPath(context.getNumThreads(), group.slabs, stepPoints);
+    fftwContext stepContext = context;
+    stepContext.setNumThreads(1);
+    const auto runStep = [&](std::size_t step) {
+      for (std::size_t q = group.firstPass; q < group.firstPass + group.passCount; ++q)
+        run(q, stepContext, step, group.slabs);
+    };
+    if (path.pooled) {
+      tbb::parallel_for(tbb::blocked_range<std::size_t>(0, group.slabs),
+                        [&](const tbb::blocked_range<std::size_t>& range) {
+                          for (std::size_t step = range.begin(); step < range.end(); ++step) runStep(step);
+                        });
+    } else {
+      onCallingThreadOnly(group.slabs * stepPoints * sizeof(T), [&] {
+        for (std::size_t step = 0; step < group.slabs; ++step) runStep(step);
+      });
+    }
+    p = group.firstPass + group.passCount;
   }
+  for (; p < count; ++p) run(p, context, 0, 1);
 }
 
 #define TESSEL_FFT_ND(T, Kind) template TESSEL_FFT_API decltype(fftND<T, Kind>) fftND<T, Kind>;

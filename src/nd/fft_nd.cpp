@@ -95,22 +95,22 @@ void fftND(fftwContext context, const fftNDCaches<T>& caches, const typename fft
     for (; p < group.firstPass; ++p) run(p, context, 0, 1);
     // Steps spread over tasks as the vectors of a batch would, each step on one thread.
     const BatchShape& firstBatch = recipe.passes[group.firstPass].batch;
-    const std::uint64_t stepPoints = firstBatch.numVectors * firstBatch.length / group.slabs;
-    const BatchPath path = chooseBatchPath(context.getNumThreads(), group.slabs, stepPoints);
+    const std::uint64_t stepPoints = firstBatch.numVectors * firstBatch.length / group.steps;
+    const BatchPath path = chooseBatchPath(context.getNumThreads(), group.steps, stepPoints);
     fftwContext stepContext = context;
     stepContext.setNumThreads(1);
     const auto runStep = [&](std::size_t step) {
       for (std::size_t q = group.firstPass; q < group.firstPass + group.passCount; ++q)
-        run(q, stepContext, step, group.slabs);
+        run(q, stepContext, step, group.steps);
     };
     if (path.pooled) {
-      tbb::parallel_for(tbb::blocked_range<std::size_t>(0, group.slabs),
+      tbb::parallel_for(tbb::blocked_range<std::size_t>(0, group.steps),
                         [&](const tbb::blocked_range<std::size_t>& range) {
                           for (std::size_t step = range.begin(); step < range.end(); ++step) runStep(step);
                         });
     } else {
-      onCallingThreadOnly(group.slabs * stepPoints * sizeof(T), [&] {
-        for (std::size_t step = 0; step < group.slabs; ++step) runStep(step);
+      onCallingThreadOnly(group.steps * stepPoints * sizeof(T), [&] {
+        for (std::size_t step = 0; step < group.steps; ++step) runStep(step);
       });
     }
     p = group.firstPass + group.passCount;

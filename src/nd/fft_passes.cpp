@@ -38,7 +38,7 @@ std::string NDPasses::describe() const {
   for (std::size_t p = 0; p < passes.size(); ++p) {
     const NDPass& pass = passes[p];
     for (const NDSlabGroup& group : slabGroups)
-      if (group.firstPass == p) text += "in " + std::to_string(group.slabs) + " steps of slabs:\n";
+      if (group.firstPass == p) text += "in " + std::to_string(group.steps) + " steps of slabs:\n";
     text += "axis " + std::to_string(pass.axis) + " " + kKinds[pass.kind] +
             " n=" + std::to_string(pass.batch.length) + " " + nameOf(pass.source) + "->" +
             nameOf(pass.target) + "\n";

@@ -31,7 +31,7 @@ struct NDPass {
 struct NDSlabGroup {
   std::size_t firstPass;
   std::size_t passCount;
-  std::size_t slabs;  // the steps the arrays are cut into, each of one or several whole slabs
+  std::size_t steps;  // the parts the arrays are cut into, each of one or several whole slabs
 };
 
 // Leading dimensions run slab by slab where a slab's largest array takes at most this much, so that its

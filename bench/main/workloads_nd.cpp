@@ -14,16 +14,14 @@
 namespace tessel_bench {
 namespace {
 
-using tessel_fft::c2c;
-using tessel_fft::c2r;
-using tessel_fft::fftwContext;
-using tessel_fft::r2c;
+namespace tf = tessel_fft;
 using u64 = std::uint64_t;
+constexpr int r2c = tf::r2c, c2r = tf::c2r, c2c = tf::c2c;
 
 template <typename T, int Kind>
 Workload fftND(const SuiteConfig& config, const std::vector<u64>& extents) {
-  using In = typename tessel_fft::fftElements<T, Kind>::In;
-  using Out = typename tessel_fft::fftElements<T, Kind>::Out;
+  using In = typename tf::fftElements<T, Kind>::In;
+  using Out = typename tf::fftElements<T, Kind>::Out;
   // The one-sided extent of the real kinds lies along dimension 0, which FFTW counts last.
   std::vector<u64> halved = extents;
   halved[0] = extents[0] / 2 + 1;
@@ -40,9 +38,9 @@ Workload fftND(const SuiteConfig& config, const std::vector<u64>& extents) {
         : in(inputs), spectrum(Kind == c2r ? inputs : 0), ours(outputs), plain(outputs) {}
     AlignedArray<In> in, spectrum;
     AlignedArray<Out> ours, plain;
-    tessel_fft::sharedFFTPlanCache<T, r2c> realToComplex;
-    tessel_fft::sharedFFTPlanCache<T, c2r> complexToReal;
-    tessel_fft::sharedFFTPlanCache<T, c2c> complexToComplex;
+    tf::sharedFFTPlanCache<T, r2c> realToComplex;
+    tf::sharedFFTPlanCache<T, c2r> complexToReal;
+    tf::sharedFFTPlanCache<T, c2c> complexToComplex;
     PlainPlan<T> plan;
     std::vector<u64> lengths, inputExtents, axes;
   };
@@ -78,19 +76,18 @@ Workload fftND(const SuiteConfig& config, const std::vector<u64>& extents) {
   fillRandom(state->in.data(), inCount, 40 + extents.size());
 
   const int sign = Kind == c2r ? FFTW_BACKWARD : FFTW_FORWARD;
-  const fftwContext context(static_cast<u64>(config.threads), config.planFlags, fftwContext::EMBED_COMPACT,
-                            false);
+  const tf::fftwContext context(static_cast<u64>(config.threads), config.planFlags,
+                                tf::fftwContext::EMBED_COMPACT, false);
   Workload workload;
   workload.shape = shapeText(extents);
   workload.threads = config.threads;
   workload.points = static_cast<double>(points);
   workload.epsilon = std::numeric_limits<T>::epsilon();
   workload.runOurs = [state, context, sign] {
-    const tessel_fft::fftNDCaches<T> caches{&state->realToComplex, &state->complexToReal,
-                                            &state->complexToComplex};
-    const tessel_fft::fftNDShape shape{state->lengths.data(), state->inputExtents.data(),
-                                       state->lengths.size(), state->axes.data(), state->axes.size()};
-    tessel_fft::fftND<T, Kind>(context, caches, state->in.data(), state->ours.data(), shape, sign);
+    const tf::fftNDCaches<T> caches{&state->realToComplex, &state->complexToReal, &state->complexToComplex};
+    const tf::fftNDShape shape{state->lengths.data(), state->inputExtents.data(), state->lengths.size(),
+                               state->axes.data(), state->axes.size()};
+    tf::fftND<T, Kind>(context, caches, state->in.data(), state->ours.data(), shape, sign);
   };
   workload.plainSides = {plainSide(state, outCount, [state, inCount, outCount, points] {
     if constexpr (Kind == c2r)

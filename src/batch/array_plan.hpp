@@ -50,6 +50,9 @@ inline constexpr std::size_t kArraySlabBytes = 256u << 10;
 inline constexpr std::size_t kArrayMinSlabColumns = 64;
 // Scratch a measuring planner may span, both sides together.
 inline constexpr std::size_t kArrayMeasureScratchBytes = 64u << 20;
+// Batches of fewer points than this take the walk: making a plan over the arrays (an estimate takes
+// several microseconds, more for the cosine/sine kinds) costs more than the walk loses on so little work.
+inline constexpr std::size_t kArrayPlanMinPoints = 4096;
 // Batches of fewer slabs than this run their plan on FFTW's threads instead of spreading slabs over tasks.
 inline constexpr std::size_t kArrayMinTaskSlabs = 4;
 
@@ -57,6 +60,8 @@ inline constexpr std::size_t kArrayMinTaskSlabs = 4;
 // wisdom), `familyLength` is the family's length limit under any strategy (see kArrayPlanLength).
 inline bool arrayPlansServe(const BatchShape& shape, const BatchSides& sides, std::size_t inElementBytes,
                             std::size_t outElementBytes, bool measured, std::size_t familyLength) {
+  // A plan over the arrays is made on every call, which the walk's cached plans are not.
+  if (shape.numVectors * sides.transformLength < kArrayPlanMinPoints) return false;
   if (sides.transformLength <= familyLength) return true;
   if (!measured) return false;
   if (sides.transformLength <= kArrayPlanLength) return true;

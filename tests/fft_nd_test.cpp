@@ -217,6 +217,11 @@ TEST(Accuracy, FFTND) {
       {.kind = c2c, .lengths = {64, 48}, .axes = {1, 0}, .sign = kInv, .threads = 2, .measure = true},
       {.single = true, .kind = r2c, .lengths = {30, 40, 8}, .axes = {0, 1, 2}, .threads = 2},
       {.kind = c2r, .lengths = {20, 32, 6}, .axes = {2, 0}, .sign = kInv, .threads = 2, .measure = true},
+      // Whole arrays of 2^15 points or more through one plan over all dimensions, scaled or measured.
+      {.kind = c2c, .lengths = {64, 32, 16}, .axes = {2, 0, 1}, .sign = kInv, .threads = 2},
+      {.single = true, .kind = r2c, .lengths = {64, 64, 8}, .axes = {0, 1, 2}, .measure = true},
+      {.kind = r2c, .lengths = {64, 64, 8}, .axes = {1, 0, 2}},  // halving dimension 1: passes
+      {.kind = c2r, .lengths = {64, 32, 16}, .axes = {0, 2, 1}, .sign = kInv, .threads = 2, .measure = true},
       // Leading dimensions slab by slab, in two steps over tasks or on the calling thread.
       {.kind = c2c, .lengths = {128, 128, 8}, .axes = {0, 1, 2}, .sign = kInv, .threads = 2},
       {.kind = c2r, .lengths = {128, 96, 12}, .axes = {0, 1, 2}},

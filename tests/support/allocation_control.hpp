@@ -1,11 +1,16 @@
 #pragma once
 
 // Failure injection for the library's allocations, through the executable's own scalable_malloc and
-// fftw_malloc (allocation_overrides.cpp).
+// fftw_malloc (allocation_overrides.cpp), and the checks that a failure came out as it should.
 
+#include <atomic>
+#include <chrono>
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
+#include "backend/planner_lock.hpp"
 #include "tessel_fft/errors.hpp"
 
 namespace tessel_test {
@@ -38,6 +43,25 @@ std::string errorText(Call call) {
     return std::string("untyped ") + error.what();
   }
   return "";
+}
+
+// Whether another thread takes the planner lock within a second. A failure that kept it would make the
+// next planner call wait for ever; this fails instead (a waiter left behind is detached).
+inline bool plannerLockFree() {
+  auto taken = std::make_shared<std::atomic<bool>>(false);
+  std::thread taker([taken] {
+    const tessel_fft::PlannerLock lock;
+    taken->store(true);
+  });
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+  while (!taken->load() && std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+  if (!taken->load()) {
+    taker.detach();
+    return false;
+  }
+  taker.join();
+  return true;
 }
 
 }  // namespace tessel_test

@@ -5,10 +5,15 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "backend/planner_lock.hpp"
 #include "tessel_fft/errors.hpp"
@@ -44,6 +49,37 @@ std::string errorText(Call call) {
   }
   return "";
 }
+
+// Ends the test program with `what` on stderr unless destroyed within `limit`: a call that hangs (on a
+// lock its own failure kept) fails in seconds instead of at the harness's timeout.
+class Watchdog {
+ public:
+  Watchdog(std::chrono::seconds limit, std::string what)
+      : what_(std::move(what)), thread_([this, limit] {
+          std::unique_lock<std::mutex> lock(mutex_);
+          if (done_.wait_for(lock, limit, [this] { return finished_; })) return;
+          std::fprintf(stderr, "still running after %lld s: %s\n", static_cast<long long>(limit.count()),
+                       what_.c_str());
+          std::abort();
+        }) {}
+  ~Watchdog() {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      finished_ = true;
+    }
+    done_.notify_one();
+    thread_.join();
+  }
+  Watchdog(const Watchdog&) = delete;
+  Watchdog& operator=(const Watchdog&) = delete;
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable done_;
+  bool finished_ = false;
+  std::string what_;
+  std::thread thread_;
+};
 
 // Whether another thread takes the planner lock within a second. A failure that kept it would make the
 // next planner call wait for ever; this fails instead (a waiter left behind is detached).

@@ -27,9 +27,11 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "backend/aligned_scratch.hpp"
+#include "backend/planner_threads.hpp"
 #include "batch/batch_run.hpp"
 #include "batch/buffer_managers.hpp"
 #include "dcst/dcst_planner.hpp"
@@ -520,6 +522,64 @@ fftw_plan smallPlan(std::uint64_t n) {
 }
 
 fftwPlanKey keyOf(std::uint64_t n) { return {n, 1, 0, 0}; }
+
+void destroyUnlocked(fftw_plan plan) { fftw_destroy_plan(plan); }
+void destroyUnlocked(fftwf_plan plan) { fftwf_destroy_plan(plan); }
+
+// Calls on FFTW's planner state of precision T, from 16 points at `data` to 16 at data + 64 (room for 32
+// complex values after each). A plan is made only once the planner lock is released, and nothing else
+// plans then, so it is dropped without the lock.
+template <typename T>
+void addPlannerCalls(std::vector<std::pair<std::string, std::function<void()>>>& rows, T* data) {
+  static constexpr int n = 16;
+  static const fftw_iodim64 dim{n, 1, 1};
+  static const fftw_r2r_kind kind = FFTW_REDFT10;
+  using C = tessel_fft::fftwComplex<T>;
+  static const fftwApi& api = fftwApi::getInstance();
+  T* out = data + 64;
+  C *pairs = reinterpret_cast<C*>(data), *outPairs = reinterpret_cast<C*>(out);
+  const auto made = [](auto plan) {
+    EXPECT_NE(plan, nullptr);
+    if (plan != nullptr) destroyUnlocked(plan);
+  };
+  const std::string name = sizeof(T) == 4 ? "float " : "double ";
+  rows.push_back(
+      {name + "r2r", [=] { made(api.plan(1, &dim, 0, nullptr, data, out, &kind, FFTW_ESTIMATE)); }});
+  rows.push_back(
+      {name + "r2c", [=] { made(api.plan(1, &dim, 0, nullptr, data, outPairs, -1, FFTW_ESTIMATE)); }});
+  rows.push_back(
+      {name + "c2c", [=] { made(api.plan(1, &dim, 0, nullptr, pairs, outPairs, 1, FFTW_ESTIMATE)); }});
+  rows.push_back({name + "c2r", [=] { made(api.plan(1, &dim, 0, nullptr, pairs, out, 1, FFTW_ESTIMATE)); }});
+  rows.push_back(
+      {name + "many r2r", [=] {
+         made(api.planMany(1, &n, 1, data, nullptr, 1, n, out, nullptr, 1, n, 0, &kind, FFTW_ESTIMATE));
+       }});
+  rows.push_back(
+      {name + "many r2c", [=] {
+         made(api.planMany(1, &n, 1, data, nullptr, 1, n, outPairs, nullptr, 1, n, -1, FFTW_ESTIMATE));
+       }});
+  rows.push_back(
+      {name + "many c2c", [=] {
+         made(api.planMany(1, &n, 1, pairs, nullptr, 1, n, outPairs, nullptr, 1, n, 1, FFTW_ESTIMATE));
+       }});
+  rows.push_back({name + "many c2r", [=] {
+                    made(api.planMany(1, &n, 1, pairs, nullptr, 1, n, out, nullptr, 1, n, 1, FFTW_ESTIMATE));
+                  }});
+  const auto doomed = api.plan(1, &dim, 0, nullptr, data, out, &kind, FFTW_ESTIMATE);
+  rows.push_back({name + "destroyPlan", [=] { api.destroyPlan(doomed); }});
+  rows.push_back({name + "planWithThreads", [] { tessel_fft::planWithThreads<T>(1); }});
+}
+
+// Each call on FFTW's planner state waits while another thread holds the planner lock (the wisdom calls:
+// Wisdom.EveryCallTakesThePlannerLock).
+TEST(Units, PlannerCallsWaitForTheLock) {
+  std::vector<double> doubles(128);
+  std::vector<float> floats(128);
+  std::vector<std::pair<std::string, std::function<void()>>> rows;
+  addPlannerCalls(rows, doubles.data());
+  addPlannerCalls(rows, floats.data());
+  for (const auto& [name, call] : rows) EXPECT_TRUE(waitsForThePlannerLock(call)) << name;
+}
 
 TEST(ReadyCaches, LruEvictsLeastRecentlyUsed) {
   // Evicted plans are destroyed by the cache: the leak checker sees any it forgets.

@@ -12,20 +12,18 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <memory>
-#include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "backend/planner_lock.hpp"
+#include "support/allocation_control.hpp"
 #include "support/calls.hpp"
 #include "tessel_fft/tessel_fft.hpp"
 
@@ -216,19 +214,7 @@ TEST(Wisdom, EveryCallTakesThePlannerLock) {
       {"exportWisdomToFile", [&] { tessel_fft::exportWisdomToFile(path); }},
       {"forgetWisdom", [] { tessel_fft::forgetWisdom(); }},
   };
-  for (const auto& row : calls) {
-    std::optional<tessel_fft::PlannerLock> held(std::in_place);
-    std::atomic<bool> returned{false};
-    std::thread caller([&] {
-      row.call();
-      returned.store(true);
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_FALSE(returned.load()) << row.name;
-    held.reset();
-    caller.join();
-    EXPECT_TRUE(returned.load()) << row.name;
-  }
+  for (const auto& row : calls) EXPECT_TRUE(tessel_test::waitsForThePlannerLock(row.call)) << row.name;
 }
 
 // Imports, exports and forgetting on one thread while others plan by measuring and transform: every

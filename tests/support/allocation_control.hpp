@@ -8,8 +8,10 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -80,6 +82,22 @@ class Watchdog {
   std::string what_;
   std::thread thread_;
 };
+
+// Whether `call`, run on another thread while this one holds the planner lock, has not returned after
+// 100 ms and returns once the lock is released.
+inline bool waitsForThePlannerLock(const std::function<void()>& call) {
+  std::optional<tessel_fft::PlannerLock> held(std::in_place);
+  std::atomic<bool> returned{false};
+  std::thread caller([&] {
+    call();
+    returned.store(true);
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  const bool waited = !returned.load();
+  held.reset();
+  caller.join();
+  return waited && returned.load();
+}
 
 // Whether another thread takes the planner lock within a second. A failure that kept it would make the
 // next planner call wait for ever; this fails instead (a waiter left behind is detached).

@@ -35,6 +35,7 @@
 #include "batch/batch_run.hpp"
 #include "batch/buffer_managers.hpp"
 #include "dcst/dcst_planner.hpp"
+#include "dcst/half_length.hpp"
 #include "plans/fft_planner.hpp"
 #include "support/allocation_control.hpp"
 #include "support/calls.hpp"
@@ -579,6 +580,23 @@ TEST(Units, PlannerCallsWaitForTheLock) {
   addPlannerCalls(rows, doubles.data());
   addPlannerCalls(rows, floats.data());
   for (const auto& [name, call] : rows) EXPECT_TRUE(waitsForThePlannerLock(call)) << name;
+}
+
+// Host threads asking for the half-length twiddles of more lengths than are kept each get the tables of
+// their length (n/2+1 pairs of kinds II and III, n/2 of kind IV); TSan checks the shelf's lock.
+TEST(Units, TwiddlesSharedByHosts) {
+  std::vector<std::thread> hosts;
+  for (std::uint64_t host = 0; host < 4; ++host) {
+    hosts.emplace_back([host] {
+      for (std::uint64_t round = 0; round < 40; ++round) {
+        const std::uint64_t n = 16 + 2 * ((7 * round + host) % 24);
+        const bool quarterWave = (round + host) % 2 == 1;
+        const auto twiddles = tessel_fft::halfLengthTwiddles<float>(n, quarterWave);
+        EXPECT_EQ(quarterWave ? twiddles->after.size() : twiddles->full.size(), quarterWave ? n : n + 2);
+      }
+    });
+  }
+  for (std::thread& host : hosts) host.join();
 }
 
 TEST(ReadyCaches, LruEvictsLeastRecentlyUsed) {

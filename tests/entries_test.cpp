@@ -268,7 +268,7 @@ TEST(Failures, EveryAllocationFailedOnce) {
       const long live = liveScratchBlocks();
       Outcome outcome;
       long failures = 0;
-      const Watchdog watchdog(std::chrono::seconds(10), describe(call) + ", allocation " + std::to_string(k));
+      endAfter(10, describe(call) + ", allocation " + std::to_string(k));
       {
         FailAllocations failing(k, 1);
         outcome = runCall(call);
@@ -281,6 +281,7 @@ TEST(Failures, EveryAllocationFailedOnce) {
       EXPECT_EQ(liveScratchBlocks(), live) << "allocation " << k;
       ASSERT_TRUE(plannerLockFree()) << "allocation " << k;
       const Outcome again = runCall(call);
+      alarm(0);
       EXPECT_EQ(again.error + again.failure, "") << "after allocation " << k;
       if (failures == 0) break;
       injected[describe(call).substr(0, describe(call).find(' '))] += failures;

@@ -268,7 +268,7 @@ TEST(Failures, EveryAllocationFailedOnce) {
       const long live = liveScratchBlocks();
       Outcome outcome;
       long failures = 0;
-      endAfter(10, describe(call) + ", allocation " + std::to_string(k));
+      endAfter(20, describe(call) + ", allocation " + std::to_string(k));
       {
         FailAllocations failing(k, 1);
         outcome = runCall(call);

@@ -1,0 +1,3 @@
+import _core_standin
+
+_core_standin.install()

@@ -68,7 +68,10 @@ def _norm(norm, forward):
 
 
 def _length(n, default):
-    n = default if n is None else operator.index(n)
+    if n is None:
+        n = default
+    elif n.__class__ is not int:
+        n = operator.index(n)
     if n < 1:
         raise ValueError(f"invalid number of data points ({n}) specified")
     return n
@@ -103,15 +106,6 @@ def _contiguous(x):
     return x if flags.c_contiguous or flags.f_contiguous else np.ascontiguousarray(x)
 
 
-def _layout(x, axis):
-    """(array, stride, order): a C array is the column-major array of the reversed shape, so the stride
-    of `axis` is the product of the extents after it; in a Fortran array, of those before it."""
-    x = _contiguous(x)
-    if x.flags.c_contiguous:
-        return x, math.prod(x.shape[axis + 1:]), "C"
-    return x, math.prod(x.shape[:axis]), "F"
-
-
 def _single(dtype):
     return dtype.char in "fF"
 
@@ -124,32 +118,38 @@ def _real_of(dtype):
     return np.dtype(np.float32 if _single(dtype) else np.float64)
 
 
-def _output(x, axis, length, dtype, order):
+def _placed(x, axis, out_length, dtype):
+    """(x, out, stride, input length, vectors) of a 1-D call along `axis`: x where it lies if it is C- or
+    Fortran-contiguous (else a C copy), a new output in its layout, the column-major view of both. In
+    one function, since small calls pay for every Python call."""
+    flags = x.flags
+    if not (flags.c_contiguous or flags.f_contiguous):
+        x = np.ascontiguousarray(x)
     shape = list(x.shape)
-    shape[axis] = length
-    return np.empty(shape, dtype, order=order)
+    c_order = x.flags.c_contiguous
+    stride = math.prod(shape[axis + 1:]) if c_order else math.prod(shape[:axis])
+    length, shape[axis] = shape[axis], out_length
+    out = np.empty(shape, dtype, "C" if c_order else "F")
+    return x, out, stride, length, out.size // out_length if out_length else 0
 
 
 def _run_fft(kind, x, axis, n, out_length, dtype, sign, workers):
-    """The library's 1-D FFT along `axis` into a new array of out_length elements there, in the layout
-    of x."""
-    x, stride, order = _layout(x, axis)
-    out = _output(x, axis, out_length, dtype, order)
-    if out.size:
-        if x.shape[axis] == 0:  # all padding
+    """The library's 1-D FFT along `axis` into a new array of out_length elements there."""
+    x, out, stride, length, vectors = _placed(x, axis, out_length, dtype)
+    if vectors:
+        if length == 0:  # all padding
             out.fill(0)
         else:
-            _core.fft(kind, _single(x.dtype), x, out, stride, n, x.shape[axis], out.size // out_length, sign,
-                      workers)
+            _core.fft(kind, dtype.char in "fF", x, out, stride, n, length, vectors, sign, workers)
     return out
 
 
 def _scaled(out, inorm, n, divided):
     """Applies what the norm wants beyond what the library did (nothing, or a division by n)."""
-    wanted = (1.0, 1.0 / math.sqrt(n), 1.0 / n)[inorm]
-    factor = wanted * n if divided else wanted
-    if factor != 1.0:
-        np.multiply(out, factor, out=out)
+    if inorm == (2 if divided else 0):
+        return out
+    factor = (1.0, 1.0 / math.sqrt(n), 1.0 / n)[inorm]
+    np.multiply(out, factor * n if divided else factor, out=out)
     return out
 
 
@@ -165,14 +165,16 @@ def _c2c(forward, x, n, axis, norm, workers, plan):
     axis = _axis(axis, x)
     n = _length(n, x.shape[axis])
     inorm, workers = _norm(norm, forward), _workers(workers)
-    if x.dtype.kind == "f" and forward:
-        # The full-spectrum r2c, whose division by n (under _BACKWARD) serves "forward".
-        divided = inorm == 2
-        out = _run_fft(_R2C, x, axis, n, n, _complex_of(x.dtype), _BACKWARD if divided else _FORWARD,
-                       workers)
-        return _scaled(out, inorm, n, divided)
-    x = x.astype(_complex_of(x.dtype), copy=False)
-    out = _run_fft(_C2C, x, axis, n, n, x.dtype, _FORWARD if forward else _BACKWARD, workers)
+    dtype = x.dtype
+    if dtype.kind == "f":
+        dtype = _complex_of(dtype)
+        if forward:
+            # The full-spectrum r2c, whose division by n (under _BACKWARD) serves "forward".
+            divided = inorm == 2
+            out = _run_fft(_R2C, x, axis, n, n, dtype, _BACKWARD if divided else _FORWARD, workers)
+            return _scaled(out, inorm, n, divided)
+        x = x.astype(dtype)
+    out = _run_fft(_C2C, x, axis, n, n, dtype, _FORWARD if forward else _BACKWARD, workers)
     return _scaled(out, inorm, n, not forward)
 
 
@@ -200,7 +202,8 @@ def _c2r(inorm, conjugate, x, n, axis, workers, plan):
     conjugate."""
     _no_plan(plan)
     x = _inexact(x)
-    x = x.astype(_complex_of(x.dtype), copy=False)
+    if x.dtype.kind == "f":
+        x = x.astype(_complex_of(x.dtype))
     if conjugate:
         x = np.conjugate(x)
     axis = _axis(axis, x)
@@ -414,7 +417,9 @@ def ihfft2(x, s=None, axes=(-2, -1), norm=None, overwrite_x=False, workers=None,
 
 def _resized(x, axis, n):
     """A new array with x cut or zero padded to n along axis."""
-    out = _output(x, axis, n, x.dtype, "C")
+    shape = list(x.shape)
+    shape[axis] = n
+    out = np.empty(shape, x.dtype)
     kept = min(n, x.shape[axis])
     out[(slice(None),) * axis + (slice(kept, None),)] = 0
     out[(slice(None),) * axis + (slice(0, kept),)] = x[(slice(None),) * axis + (slice(0, kept),)]
@@ -472,15 +477,14 @@ def _r2r(sine, forward, x, type, n, axis, norm, workers, orthogonalize):
         x = _resized(x, axis, n)
         for element in weighted_in:
             x[(slice(None),) * axis + (element,)] *= _SQRT2
-    kind = type - 1 + (4 if sine else 0)
-    x, stride, order = _layout(x, axis)
-    out = _output(x, axis, n, x.dtype, order)
-    if out.size:
-        if x.shape[axis] == 0:
+    dtype = x.dtype
+    x, out, stride, length, vectors = _placed(x, axis, n, dtype)
+    if vectors:
+        if length == 0:
             out.fill(0)
         else:
-            _core.dcst(kind, _single(x.dtype), x, out, stride, n, x.shape[axis], out.size // n,
-                       1 if inorm == 2 else 0, x.dtype.kind == "c", workers)
+            _core.dcst(type - 1 + (4 if sine else 0), dtype.char in "fF", x, out, stride, n, length, vectors,
+                       1 if inorm == 2 else 0, dtype.kind == "c", workers)
     if inorm == 1:
         np.multiply(out, 1.0 / math.sqrt(logical), out=out)
     for element in weighted_out:

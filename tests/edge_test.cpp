@@ -93,6 +93,29 @@ TEST(Checks, NameTheArgumentAndTheRule) {
   }
 }
 
+// The N-D FFT's shape rules.
+TEST(Checks, FFTNDShape) {
+  const fftwContext compact;
+  std::vector<C> in(64), out(64);
+  const std::uint64_t lengths[] = {4, 4}, cut[] = {4, 3}, once[] = {0}, twice[] = {1, 1}, outside[] = {2};
+  const struct {
+    tessel_fft::fftNDShape shape;
+    const char* complaint;
+  } rows[] = {
+      {{lengths, lengths, 2, once, 1}, ""},
+      {{lengths, cut, 2, once, 1}, "fftND: an untransformed dimension's input extent must equal its length"},
+      {{lengths, cut, 2, twice, 2}, "fftND: every axis must be a dimension below ndims, named once"},
+      {{lengths, lengths, 2, outside, 1}, "fftND: every axis must be a dimension below ndims, named once"},
+      {{lengths, lengths, 2, nullptr, 1}, "fftND: shape.axes must not be null"},
+  };
+  for (const auto& row : rows) {
+    const std::string said = complaint(
+        [&] { tfft::fftND<double, c2c>(compact, {}, in.data(), out.data(), row.shape, FFTW_FORWARD); });
+    EXPECT_EQ(said.substr(0, std::string(row.complaint).size()), row.complaint) << said;
+    EXPECT_EQ(said.empty(), *row.complaint == '\0') << said;
+  }
+}
+
 // numThreads_ chooses the path, not how many threads run it: a host's 2-slot arena bounds a pooled run
 // to two threads even where oneTBB may use more.
 TEST(Threads, HostArenaBoundsAPooledRun) {

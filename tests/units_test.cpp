@@ -570,7 +570,15 @@ const std::map<std::string, int> kAdditions = {{"tessel_fft::getLibraryVersion",
                                                {"tessel_fft::importWisdom", 1},
                                                {"tessel_fft::importWisdomFromFile", 1},
                                                {"tessel_fft::importSystemWisdom", 1},
-                                               {"tessel_fft::forgetWisdom", 1}};
+                                               {"tessel_fft::forgetWisdom", 1},
+                                               {"tessel_fft::quillRFFT1D<float>", 1},
+                                               {"tessel_fft::quillRFFT1D<double>", 1},
+                                               {"tessel_fft::fftND<float,0>", 1},
+                                               {"tessel_fft::fftND<float,1>", 1},
+                                               {"tessel_fft::fftND<float,2>", 1},
+                                               {"tessel_fft::fftND<double,0>", 1},
+                                               {"tessel_fft::fftND<double,1>", 1},
+                                               {"tessel_fft::fftND<double,2>", 1}};
 
 TEST(ExportedSymbols, ExactlyThePublicApi) {
   const std::string command = std::string("nm -DCj --defined-only '") + TESSEL_SHARED_LIBRARY_PATH + "'";

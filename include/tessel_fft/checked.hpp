@@ -22,6 +22,7 @@
 #include "tessel_fft/dcst.hpp"
 #include "tessel_fft/dct_nd.hpp"
 #include "tessel_fft/fft.hpp"
+#include "tessel_fft/fft_nd.hpp"
 #include "tessel_fft/interleaved.hpp"
 
 #ifndef TESSEL_FFT_ENABLE_CHECKS
@@ -153,6 +154,47 @@ template <typename E>
 void idctIIND(const E* in, E* out, const std::uint64_t* dims, std::uint64_t ndims, bool orthonormal) {
   checkND("idctIIND", in, out, dims, ndims);
   tessel_fft::idctIIND<E>(in, out, dims, ndims, orthonormal);
+}
+
+template <typename T>
+void quillRFFT1D(fftwContext context, fftwPlanCacheInterface<T, r2c, fftwPlanKey>* cache, const T* in,
+                 std::complex<T>* out, std::uint64_t stride, std::uint64_t fftLength,
+                 std::uint64_t inputLength, std::uint64_t numVectors, int sign) {
+  checkBatch("quillRFFT1D", context, in, out, stride, fftLength, numVectors);
+  tessel_fft::quillRFFT1D<T>(context, cache, in, out, stride, fftLength, inputLength, numVectors, sign);
+}
+
+// The rules of fftND's shape: each axis a dimension, once; the input as large as the lengths where no
+// transform cuts or pads it.
+inline void checkNDShape(const char* entry, const fftNDShape& shape) {
+  require(shape.ndims == 0 || (shape.lengths != nullptr && shape.inputExtents != nullptr), entry,
+          "shape.lengths and shape.inputExtents must not be null when shape.ndims is above 0");
+  require(shape.naxes == 0 || shape.axes != nullptr, entry,
+          "shape.axes must not be null when naxes is above 0");
+  if (shape.ndims == 0 || shape.lengths == nullptr || shape.inputExtents == nullptr || shape.axes == nullptr)
+    return;
+  std::string seen(shape.ndims, '\0');
+  for (std::uint64_t a = 0; a < shape.naxes; ++a) {
+    const bool inside = shape.axes[a] < shape.ndims;
+    require(inside && seen[inside ? shape.axes[a] : 0] == '\0', entry,
+            "every axis must be a dimension below ndims, named once");
+    if (inside) seen[shape.axes[a]] = 1;
+  }
+  for (std::uint64_t d = 0; d < shape.ndims; ++d)
+    require(seen[d] != '\0' || shape.inputExtents[d] == shape.lengths[d], entry,
+            "an untransformed dimension's input extent must equal its length");
+}
+
+template <typename T, int Kind>
+void fftND(fftwContext context, const fftNDCaches<T>& caches, const typename fftElements<T, Kind>::In* in,
+           typename fftElements<T, Kind>::Out* out, const fftNDShape& shape, int sign) {
+  if (kChecksEnabled) {
+    checkNDShape("fftND", shape);
+    require(context.getChunkSize() != 0, "fftND", "context.chunkSize_ must be at least 1");
+    require(shape.naxes == 0 || (in != nullptr && out != nullptr), "fftND", "in and out must not be null");
+    checkSign<Kind>("fftND", sign);
+  }
+  tessel_fft::fftND<T, Kind>(context, caches, in, out, shape, sign);
 }
 
 }  // namespace checked

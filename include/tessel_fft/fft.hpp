@@ -1,5 +1,6 @@
 #pragma once
 
+#include <complex>
 #include <cstdint>
 
 #include "tessel_fft/export.hpp"
@@ -40,5 +41,15 @@ TESSEL_FFT_API void quillFFT1DNoCopy(fftwContext context, fftwPlanCacheInterface
                                      typename fftElements<T, Kind>::Out* out, std::uint64_t stride,
                                      std::uint64_t fftLength, std::uint64_t inputLength,
                                      std::uint64_t numVectors, int sign);
+
+// quillFFT1D of kind r2c that keeps the spectrum one-sided: each output vector holds the fftLength/2+1
+// non-negative frequencies (the rest follow by Hermitian symmetry), as FFTW's own r2c writes them and
+// quillFFT1D<T, c2r> reads them. Plan keys and cache calls are quillFFT1D<T, r2c>'s, so one cache serves
+// both; arguments, scaling, threads and exceptions as there.
+template <typename T>
+TESSEL_FFT_API void quillRFFT1D(fftwContext context, fftwPlanCacheInterface<T, r2c, fftwPlanKey>* cache,
+                                const T* in, std::complex<T>* out, std::uint64_t stride,
+                                std::uint64_t fftLength, std::uint64_t inputLength, std::uint64_t numVectors,
+                                int sign);
 
 }  // namespace tessel_fft

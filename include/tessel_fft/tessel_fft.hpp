@@ -6,6 +6,7 @@
 #include "tessel_fft/dct_nd.hpp"
 #include "tessel_fft/errors.hpp"
 #include "tessel_fft/fft.hpp"
+#include "tessel_fft/fft_nd.hpp"
 #include "tessel_fft/fft_kinds.hpp"
 #include "tessel_fft/fftw_api.hpp"
 #include "tessel_fft/fftw_context.hpp"

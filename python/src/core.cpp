@@ -121,6 +121,59 @@ void runFFT(const py::array& in, py::array& out, const View& view, int sign, u64
                           view.inputLength, view.numVectors, sign);
 }
 
+// The one-sided r2c: n/2+1 outputs per vector.
+template <typename T>
+void runHalfSpectrum(const py::array& in, py::array& out, const View& view, int sign, u64 threads) {
+  const T* source = readable<T>(in, view.inputLength * view.numVectors);
+  std::complex<T>* target = writable<std::complex<T>>(out, (view.n / 2 + 1) * view.numVectors);
+  const py::gil_scoped_release release;
+  tf::quillRFFT1D<T>(contextFor(threads), &fftCache<T, tf::r2c>(), source, target, view.stride, view.n,
+                     view.inputLength, view.numVectors, sign);
+}
+
+// The column-major extents of an N-D call, checked against each other here, since the library does not.
+struct NDView {
+  std::vector<u64> lengths;
+  std::vector<u64> inputExtents;
+  std::vector<u64> axes;
+
+  u64 count(const std::vector<u64>& extents) const {
+    u64 total = 1;
+    for (const u64 extent : extents) total *= extent;
+    return total;
+  }
+  std::vector<u64> outputExtents(int kind) const {
+    std::vector<u64> extents = lengths;
+    if (kind == tf::r2c && !axes.empty()) extents[axes[0]] = lengths[axes[0]] / 2 + 1;
+    return extents;
+  }
+  void check() const {
+    if (inputExtents.size() != lengths.size()) throw py::value_error("tessel_fft: extents differ in rank");
+    std::vector<bool> seen(lengths.size(), false);
+    for (const u64 axis : axes) {
+      if (axis >= lengths.size() || seen[axis]) throw py::value_error("tessel_fft: bad axes");
+      seen[axis] = true;
+    }
+    for (std::size_t d = 0; d < lengths.size(); ++d)
+      if (!seen[d] && inputExtents[d] != lengths[d])
+        throw py::value_error("tessel_fft: an untransformed extent differs");
+  }
+};
+
+template <typename T, int Kind>
+void runFFTND(const py::array& in, py::array& out, const NDView& view, int sign, u64 threads) {
+  using In = typename tf::fftElements<T, Kind>::In;
+  using Out = typename tf::fftElements<T, Kind>::Out;
+  view.check();
+  const In* source = readable<In>(in, view.count(view.inputExtents));
+  Out* target = writable<Out>(out, view.count(view.outputExtents(Kind)));
+  const tf::fftNDCaches<T> caches{&fftCache<T, tf::r2c>(), &fftCache<T, tf::c2r>(), &fftCache<T, tf::c2c>()};
+  const tf::fftNDShape shape{view.lengths.data(), view.inputExtents.data(), view.lengths.size(),
+                             view.axes.data(), view.axes.size()};
+  const py::gil_scoped_release release;
+  tf::fftND<T, Kind>(contextFor(threads), caches, source, target, shape, sign);
+}
+
 template <typename T, int Kind>
 void runDCST(const py::array& in, py::array& out, const View& view, int direction, bool isComplex,
              u64 threads) {
@@ -160,6 +213,20 @@ void fftOfKind(int kind, std::integer_sequence<int, Kinds...>, const py::array& 
   ((kind == Kinds ? runFFT<T, Kinds>(in, out, view, sign, threads) : void()), ...);
 }
 
+// Kinds 0..2 of quillFFT1D, and 3 for the one-sided r2c.
+template <typename T>
+void fftOfKind(int kind, const py::array& in, py::array& out, const View& view, int sign, u64 threads) {
+  if (kind == 3) return runHalfSpectrum<T>(in, out, view, sign, threads);
+  fftOfKind<T>(kind, std::make_integer_sequence<int, 3>(), in, out, view, sign, threads);
+}
+
+template <typename T, int... Kinds>
+void fftNDOfKind(int kind, std::integer_sequence<int, Kinds...>, const py::array& in, py::array& out,
+                 const NDView& view, int sign, u64 threads) {
+  if (kind < 0 || kind >= static_cast<int>(sizeof...(Kinds))) throw py::value_error("tessel_fft: bad kind");
+  ((kind == Kinds ? runFFTND<T, Kinds>(in, out, view, sign, threads) : void()), ...);
+}
+
 template <typename T, int... Kinds>
 void dcstOfKind(int kind, std::integer_sequence<int, Kinds...>, const py::array& in, py::array& out,
                 const View& view, int direction, bool isComplex, u64 threads) {
@@ -195,16 +262,33 @@ PYBIND11_MODULE(_core, module) {
       [](int kind, bool single, const py::array& in, py::array& out, u64 stride, u64 n, u64 inputLength,
          u64 numVectors, int sign, u64 threads) {
         const View view{stride, n, inputLength, numVectors};
-        const auto kinds = std::make_integer_sequence<int, 3>();
         if (single) {
-          fftOfKind<float>(kind, kinds, in, out, view, sign, threads);
+          fftOfKind<float>(kind, in, out, view, sign, threads);
         } else {
-          fftOfKind<double>(kind, kinds, in, out, view, sign, threads);
+          fftOfKind<double>(kind, in, out, view, sign, threads);
         }
       },
-      "quillFFT1D of kind 0 r2c, 1 c2r, 2 c2c on contiguous buffers; GIL released while it runs.",
+      "quillFFT1D of kind 0 r2c, 1 c2r, 2 c2c, or 3 the one-sided r2c (quillRFFT1D), on contiguous "
+      "buffers; GIL released while it runs.",
       py::arg("kind"), py::arg("single"), py::arg("input"), py::arg("output"), py::arg("stride"),
       py::arg("n"), py::arg("input_length"), py::arg("num_vectors"), py::arg("sign"), py::arg("threads"));
+
+  module.def(
+      "fftn",
+      [](int kind, bool single, const py::array& in, py::array& out, const std::vector<u64>& lengths,
+         const std::vector<u64>& inputExtents, const std::vector<u64>& axes, int sign, u64 threads) {
+        const NDView view{lengths, inputExtents, axes};
+        const auto kinds = std::make_integer_sequence<int, 3>();
+        if (single) {
+          fftNDOfKind<float>(kind, kinds, in, out, view, sign, threads);
+        } else {
+          fftNDOfKind<double>(kind, kinds, in, out, view, sign, threads);
+        }
+      },
+      "fftND of kind 0 r2c (one-sided along axes[0]), 1 c2r, 2 c2c over column-major `lengths` from an "
+      "input of `input_extents`; GIL released while it runs.",
+      py::arg("kind"), py::arg("single"), py::arg("input"), py::arg("output"), py::arg("lengths"),
+      py::arg("input_extents"), py::arg("axes"), py::arg("sign"), py::arg("threads"));
 
   module.def(
       "dcst",

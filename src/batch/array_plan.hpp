@@ -57,9 +57,9 @@ inline constexpr std::size_t kArrayMinTaskSlabs = 4;
 // wisdom), `familyLength` is the family's length limit under any strategy (see kArrayPlanLength).
 inline bool arrayPlansServe(const BatchShape& shape, const BatchSides& sides, std::size_t inElementBytes,
                             std::size_t outElementBytes, bool measured, std::size_t familyLength) {
-  if (shape.length <= familyLength) return true;
+  if (sides.transformLength <= familyLength) return true;
   if (!measured) return false;
-  if (shape.length <= kArrayPlanLength) return true;
+  if (sides.transformLength <= kArrayPlanLength) return true;
   const std::size_t vectorBytes =
       sides.parts * (shape.inputLength * inElementBytes + shape.length * outElementBytes);
   // A single contiguous vector the walk already hands to FFTW whole.
@@ -153,7 +153,8 @@ inline ArrayDims arrayDimsOf(const BatchShape& shape, const BatchSides& sides, c
   const auto signedOf = [](std::size_t value) { return static_cast<std::ptrdiff_t>(value); };
   const std::size_t parts = sides.parts;
   ArrayDims dims{};
-  dims.transform = {signedOf(shape.length), signedOf(parts * shape.stride), signedOf(parts * shape.stride)};
+  dims.transform = {signedOf(sides.transformLength), signedOf(parts * shape.stride),
+                    signedOf(parts * shape.stride)};
   const auto loop = [&](std::size_t count, std::size_t inputStep, std::size_t outputStep) {
     if (count > 1) dims.loops[dims.loopRank++] = {signedOf(count), signedOf(inputStep), signedOf(outputStep)};
   };
@@ -215,7 +216,7 @@ bool runOnArrays(const fftwContext& context, std::uint64_t threads, const BatchS
   planWithThreads<typename ElementParts<Out>::Real>(slabTasks ? 1 : static_cast<int>(threads));
   // FFTW's c2r destroys its input unless told to keep it, and the input is the caller's.
   const unsigned keep = sides.plansKeepInput ? 0u : unsigned{FFTW_PRESERVE_INPUT};
-  const unsigned strategy = context.getPlanStrategy(shape.length);
+  const unsigned strategy = context.getPlanStrategy(sides.transformLength);
   const auto planFor = [&](const SlabShape& slab, const In* first, Out* firstOut) -> Plan {
     const ArrayDims dims = arrayDimsOf(shape, sides, slabs, slab);
     auto* input = asFftw(const_cast<In*>(first));
@@ -226,7 +227,7 @@ bool runOnArrays(const fftwContext& context, std::uint64_t threads, const BatchS
     // Measured on scratch that spans the slab, with the arrays' residues; in place, on one block. A slab
     // of a few columns of very wide rows spans more than is worth allocating: estimated then.
     const std::size_t spanBlocks = slab.blocks - 1;
-    const std::size_t lastRow = (shape.length - 1) * parts * shape.stride;
+    const std::size_t lastRow = (std::max(sides.planInputLength, shape.length) - 1) * parts * shape.stride;
     const std::size_t inputSpan =
         (spanBlocks * slabs.inputBlock + lastRow + slab.columns * parts) * sizeof(In);
     const std::size_t outputSpan =

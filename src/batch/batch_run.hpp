@@ -171,6 +171,7 @@ template <typename Planner, typename Hooks = NoHooks, typename In, typename Out>
 void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchShape& shape, int sign,
               const In* in, Out* out, const BatchSides& sides, const Hooks& hooks = {}) {
   const std::size_t n = shape.length;
+  const std::size_t planLength = sides.transformLength;
   const bool streamOut =
       !sides.outputReadNext && sides.parts * n * shape.numVectors * sizeof(Out) >= kStreamingOutputBytes;
   // Interleaved parts always pass through scratch, as do plans whose layout isn't the arrays'; FFTW writes
@@ -178,9 +179,9 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
   const DirectMoves direct =
       sides.parts != 1 || sides.plansOnScratchOnly
           ? DirectMoves{false, false}
-          : directMovesFor(shape,
-                           {in, sizeof(In), sides.planInputLength, sides.plansKeepInput, out, sizeof(Out),
-                            context.getChunkSize(), !streamOut, context.getPlanStrategy(n) == FFTW_ESTIMATE});
+          : directMovesFor(shape, {in, sizeof(In), sides.planInputLength, sides.plansKeepInput, out,
+                                   sizeof(Out), context.getChunkSize(), !streamOut,
+                                   context.getPlanStrategy(planLength) == FFTW_ESTIMATE});
   // Scratch holds one part of a vector: an interleaved one passes its two parts through it in turn.
   const ScratchLayout scratch{sides.planInputLength * sizeof(In), sides.planOutputLength * sizeof(Out),
                               sides.parts * sizeof(In), direct.output ? out : nullptr};
@@ -188,10 +189,11 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
       in, out, shape, {sides, direct.input, streamOut}, hooks};
 
   const std::uint64_t callerThreads = context.getNumThreads();
-  const BatchPath path = configureBatchContext(context, shape.numVectors, n);
-  const bool arrayRoad = !hooks.keepToWalk() &&
-                         arrayPlansServe(shape, sides, sizeof(In), sizeof(Out),
-                                         context.getPlanStrategy(n) != FFTW_ESTIMATE, sides.arrayPlanLength);
+  const BatchPath path = configureBatchContext(context, shape.numVectors, planLength);
+  const bool arrayRoad =
+      !hooks.keepToWalk() &&
+      arrayPlansServe(shape, sides, sizeof(In), sizeof(Out),
+                      context.getPlanStrategy(planLength) != FFTW_ESTIMATE, sides.arrayPlanLength);
   // The host's cache sees the same requests on either way.
   const auto onArrays = [&] {
     return arrayRoad && runOnArrays<Planner, Hooks>(context, path.threaded ? callerThreads : 1, shape, sign,
@@ -206,7 +208,7 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
   const std::size_t outputBytes = scratch.sharedOutput != nullptr ? 0
                                   : grouped ? cuts.scratchBytes(scratch.outputVectorBytes)
                                             : scratch.outputVectorBytes;
-  BatchPlans<Planner> plans(&context, cache, shape.length, sign);
+  BatchPlans<Planner> plans(&context, cache, planLength, sign);
   const auto loopOver = [&](void* inBlock, void* outBlock, std::size_t begin, std::size_t end) {
     body(LoopSetting<typename Planner::Plan>{plans.plans(), cuts, path.divisionOverTasks()}, inBlock,
          outBlock, begin, end);

@@ -22,7 +22,7 @@ namespace tessel_fft {
 // blocks stride * length. At stride 1 every vector is contiguous and a block is one vector.
 struct BatchShape {
   std::size_t stride;
-  std::size_t length;       // transform length: elements of each output vector
+  std::size_t length;       // elements of each output vector: the transform's, or a half spectrum's
   std::size_t inputLength;  // stored elements of each input vector, cut or zero padded to the transform
   std::size_t numVectors;
 

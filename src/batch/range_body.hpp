@@ -29,6 +29,7 @@ struct LoopSetting {
 // What a family tells the skeleton about its batch besides the shape.
 struct BatchSides {
   std::size_t parts;             // 1, or 2 for interleaved complex vectors through a real plan
+  std::size_t transformLength;   // the n of the plans and their keys
   std::size_t planInputLength;   // places per vector on each side of the plans
   std::size_t planOutputLength;  // (a one-sided spectrum's n/2+1 on its side)
   // Whether the plans may read the caller's input where it lies: they leave their input as it was

@@ -75,7 +75,7 @@ void runDCSTBatch(fftwContext& context, dcstPlanCacheInterface<T, Kind>* cache, 
   const bool halfLength = halfLengthServes<Kind>(n);
   BatchSides sides{};
   sides.parts = isComplex ? 2 : 1;
-  sides.planInputLength = sides.planOutputLength = n;
+  sides.transformLength = sides.planInputLength = sides.planOutputLength = n;
   // An input divided before the transform is divided in scratch.
   sides.plansKeepInput = pass.divisors == nullptr || !pass.divisors->beforeTransform;
   sides.plansOnScratchOnly = halfLength;

@@ -1,3 +1,0 @@
-import _core_standin
-
-_core_standin.install()

@@ -248,10 +248,10 @@ def ihfft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, pla
 
 def _ints(values, name):
     """scipy's reading of `s` or `axes`: a number or an iterable of integers, else ValueError."""
-    if isinstance(values, numbers.Number):
+    if values.__class__ is not tuple and values.__class__ is not list and isinstance(values, numbers.Number):
         values = (values,)
     try:
-        return [operator.index(v) for v in values]
+        return [v if v.__class__ is int else operator.index(v) for v in values]
     except TypeError as error:
         raise ValueError(f"{name} must be a scalar or iterable of integers") from error
 
@@ -259,10 +259,12 @@ def _ints(values, name):
 def _shape_and_axes(x, s, axes):
     """scipy.fft's reading of `s` and `axes` for the N-D functions: lists of the lengths and of the
     axes (non-negative), in the caller's order."""
+    ndim = x.ndim
     if axes is not None:
-        axes = [a + x.ndim if a < 0 else a for a in _ints(axes, "axes")]
-        if any(a >= x.ndim or a < 0 for a in axes):
-            raise ValueError("axes exceeds dimensionality of input")
+        axes = [a + ndim if a < 0 else a for a in _ints(axes, "axes")]
+        for a in axes:
+            if a >= ndim or a < 0:
+                raise ValueError("axes exceeds dimensionality of input")
         if len(set(axes)) != len(axes):
             raise ValueError("all axes must be unique")
     if s is not None:
@@ -277,7 +279,7 @@ def _shape_and_axes(x, s, axes):
     else:
         axes = list(range(x.ndim)) if axes is None else axes
         s = [x.shape[a] for a in axes]
-    if any(m < 1 for m in s):
+    if s and min(s) < 1:
         raise ValueError(f"invalid number of data points ({s}) specified")
     return s, axes
 
@@ -286,7 +288,9 @@ def _run_fftn(kind, x, s, axes, dtype, sign, workers):
     """The library's N-D FFT over `axes` (the last is the half-spectrum one of the real kinds) into a
     new array in the layout of x. A C array is the column-major array of the reversed shape, so numpy
     axis a is column-major dimension ndim-1-a there, and a in a Fortran array."""
-    x = _contiguous(x)
+    flags = x.flags
+    if not (flags.c_contiguous or flags.f_contiguous):
+        x = np.ascontiguousarray(x)
     c_order = x.flags.c_contiguous
     lengths = list(x.shape)
     for length, axis in zip(s, axes):
@@ -294,7 +298,7 @@ def _run_fftn(kind, x, s, axes, dtype, sign, workers):
     shape = list(lengths)
     if kind == _R2C:
         shape[axes[-1]] = s[-1] // 2 + 1
-    out = np.empty(shape, dtype, order="C" if c_order else "F")
+    out = np.empty(shape, dtype, "C" if c_order else "F")
     if out.size:
         if x.size == 0:  # all padding
             out.fill(0)
@@ -317,7 +321,8 @@ def _c2cn(forward, x, s, axes, norm, workers, plan):
         return original
     if len(axes) == 1:
         return _c2c(forward, x, s[0], axes[0], norm, workers, None)
-    x = x.astype(_complex_of(x.dtype), copy=False)
+    if x.dtype.kind == "f":
+        x = x.astype(_complex_of(x.dtype))
     out = _run_fftn(_C2C, x, s, axes, x.dtype, _FORWARD if forward else _BACKWARD, workers)
     return _scaled(out, inorm, math.prod(s), not forward)
 
@@ -337,7 +342,8 @@ def _r2cn(inorm, x, s, axes, workers, plan):
 def _c2rn(inorm, conjugate, x, s, axes, workers, plan):
     _no_plan(plan)
     x = _inexact(x)
-    x = x.astype(_complex_of(x.dtype), copy=False)
+    if x.dtype.kind == "f":
+        x = x.astype(_complex_of(x.dtype))
     if conjugate:
         x = np.conjugate(x)
     given = s is not None

@@ -38,6 +38,14 @@ def _computed_dtype(x):
     return _fft._inexact(np.empty(0, x.dtype)).dtype
 
 
+def _documented(wrapper, function):
+    """The tessel_fft function's docstring, said of dask arrays."""
+    wrapper.__doc__ = (f"tessel_fft.{function.__name__} of a dask array, lazily: the result is a dask array "
+                       "of the shape and dtype\nbelow, computed block by block on the workers.\n\n"
+                       + function.__doc__.replace("out : ", "out : dask.array.Array of "))
+    return wrapper
+
+
 def _bind(function, x, args, kwargs):
     """The call's arguments by name, defaults applied, as the tessel_fft function would read them."""
     call = inspect.signature(function).bind(x, *args, **kwargs)
@@ -77,7 +85,7 @@ def _one_axis(name):
         return _blockwise(_whole(x, [axis]), name, {axis: n // 2 + 1 if name in ("rfft", "ihfft") else n},
                           arguments)
 
-    return wrapper
+    return _documented(wrapper, function)
 
 
 def _phase(x, name, s, axes, arguments):
@@ -142,7 +150,7 @@ def _n_axes(name, two=False):
         out = _slabs(own, first, last, x.conj() if name == "hfftn" else x, s, axes, arguments)
         return out.conj() if name == "ihfftn" else out
 
-    return wrapper
+    return _documented(wrapper, function)
 
 
 fft, ifft, rfft, irfft, hfft, ihfft = (_one_axis(n) for n in ("fft", "ifft", "rfft", "irfft", "hfft", "ihfft"))

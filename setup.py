@@ -23,14 +23,16 @@ class CMakeBuild(build_ext):
         staging = build / "staging"
         shutil.rmtree(staging, ignore_errors=True)
         subprocess.run(["cmake", "-S", str(ROOT), "-B", str(build), "-DCMAKE_BUILD_TYPE=Release",
-                        "-DTESSEL_BUILD_TESTS=OFF", "-DTESSEL_BUILD_PROGRAM=OFF", "-DTESSEL_BUILD_MICROBENCH=OFF",
+                        "-DTESSEL_BUILD_TESTS=OFF", "-DTESSEL_BUILD_PROGRAM=OFF",
+                        "-DTESSEL_BUILD_MICROBENCH=OFF",
                         "-DTESSEL_BUILD_PYTHON=ON", "-DTESSEL_INSTALL=OFF", "-DTESSEL_PYTHON_BUNDLE=ON",
                         f"-DPython_EXECUTABLE={sys.executable}"]
                        + shlex.split(os.environ.get("CMAKE_ARGS", "")), check=True)
         jobs = os.environ.get("CMAKE_BUILD_PARALLEL_LEVEL", str(os.cpu_count() or 1))
-        subprocess.run(["cmake", "--build", str(build), "-j", jobs, "--target", "tessel_fft_python"], check=True)
-        subprocess.run(["cmake", "--install", str(build), "--component", "python_bundle", "--prefix", str(staging)],
+        subprocess.run(["cmake", "--build", str(build), "-j", jobs, "--target", "tessel_fft_python"],
                        check=True)
+        subprocess.run(["cmake", "--install", str(build), "--component", "python_bundle",
+                        "--prefix", str(staging)], check=True)
         target = pathlib.Path(self.get_ext_fullpath(extension.name)).parent
         target.mkdir(parents=True, exist_ok=True)
         # The module, and the library under its SONAME (a copy of the file the link names, not the chain of
@@ -40,4 +42,5 @@ class CMakeBuild(build_ext):
                 shutil.copyfile(built, target / built.name)
 
 
-setup(version=VERSION, ext_modules=[Extension("tessel_fft._core", sources=[])], cmdclass={"build_ext": CMakeBuild})
+setup(version=VERSION, ext_modules=[Extension("tessel_fft._core", sources=[])],
+      cmdclass={"build_ext": CMakeBuild})

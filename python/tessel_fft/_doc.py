@@ -50,7 +50,8 @@ def _two(parameters):
     return tuple("axes2" if p == "axes" else p for p in parameters)
 
 
-_COMPLEX_OUT = "complex ndarray\n    The transform, complex64 for single precision input, complex128 otherwise."
+_COMPLEX_OUT = ("complex ndarray\n    The transform, complex64 for single precision input, complex128 "
+                "otherwise.")
 _REAL_OUT = "ndarray\n    The real transform, float32 for single precision input, float64 otherwise."
 _SAME_OUT = "ndarray\n    The transform, of the input's dtype (after the conversions above)."
 _ORTHO_DST = ("\n\nNotes\n-----\nWith orthogonalizing weights (norm=\"ortho\" by default) types 2 and 3 "
@@ -60,7 +61,8 @@ _HALF = " along the last of `axes`"
 
 # name: (summary, parameters, returns, a note where it differs from scipy)
 _FUNCTIONS = {
-    "fft": ("The 1-D discrete Fourier transform; real input gives the full spectrum.", _FFT, _COMPLEX_OUT, ""),
+    "fft": ("The 1-D discrete Fourier transform; real input gives the full spectrum.", _FFT, _COMPLEX_OUT,
+            ""),
     "ifft": ("The 1-D inverse discrete Fourier transform.", _FFT, _COMPLEX_OUT, ""),
     "rfft": ("The n//2+1 non-negative frequencies of the 1-D DFT of real input.", _real_input(_FFT),
              _COMPLEX_OUT, ""),

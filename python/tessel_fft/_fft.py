@@ -192,8 +192,8 @@ def _r2c(inorm, x, n, axis, workers, plan):
     axis = _axis(axis, x)
     n = _length(n, x.shape[axis])
     divided = inorm == 2
-    out = _run_fft(_R2C_HALF, x, axis, n, n // 2 + 1, _complex_of(x.dtype), _BACKWARD if divided else _FORWARD,
-                   _workers(workers))
+    out = _run_fft(_R2C_HALF, x, axis, n, n // 2 + 1, _complex_of(x.dtype),
+                   _BACKWARD if divided else _FORWARD, _workers(workers))
     return _scaled(out, inorm, n, divided)
 
 

@@ -82,7 +82,8 @@ def _sides(function):
     if function == "fftconvolve":
         return (lambda x, workers, **k: _fftconvolve(tessel_fft.scipy_backend, workers)(x, **k),
                 lambda x, workers, **k: _fftconvolve("scipy", workers)(x, **k), None)
-    ours, theirs, numpy_fn = getattr(tessel_fft, function), getattr(scipy.fft, function), getattr(np.fft, function, None)
+    ours, theirs = getattr(tessel_fft, function), getattr(scipy.fft, function)
+    numpy_fn = getattr(np.fft, function, None)
     return (lambda x, workers, **k: ours(x, workers=workers, **k),
             lambda x, workers, **k: theirs(x, workers=workers, **k),
             None if numpy_fn is None else lambda x, workers, **k: numpy_fn(x, **k))

@@ -153,7 +153,8 @@ def _n_axes(name, two=False):
     return _documented(wrapper, function)
 
 
-fft, ifft, rfft, irfft, hfft, ihfft = (_one_axis(n) for n in ("fft", "ifft", "rfft", "irfft", "hfft", "ihfft"))
+fft, ifft, rfft, irfft, hfft, ihfft = (
+    _one_axis(n) for n in ("fft", "ifft", "rfft", "irfft", "hfft", "ihfft"))
 dct, idct, dst, idst = (_one_axis(n) for n in ("dct", "idct", "dst", "idst"))
 fftn, ifftn, rfftn, irfftn, hfftn, ihfftn = (
     _n_axes(n) for n in ("fftn", "ifftn", "rfftn", "irfftn", "hfftn", "ihfftn"))

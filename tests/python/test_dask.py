@@ -34,7 +34,8 @@ def test_cluster_matches_scipy():
               for name, *_ in CALLS]
     lazy = [getattr(tessel_fft.dask, name)(da.from_array(x, chunks=chunks), *args, **kwargs)
             for x, (name, args, kwargs, chunks) in zip(inputs, CALLS)]
-    expected = [getattr(scipy.fft, name)(x, *args, **kwargs) for x, (name, args, kwargs, _) in zip(inputs, CALLS)]
+    expected = [getattr(scipy.fft, name)(x, *args, **kwargs)
+                for x, (name, args, kwargs, _) in zip(inputs, CALLS)]
     for y, reference, call in zip(lazy, expected, CALLS):
         assert (y.shape, y.dtype) == (reference.shape, reference.dtype), call
     with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, host="127.0.0.1",

@@ -13,7 +13,8 @@ HERE = pathlib.Path(__file__).parent
 def run(arguments):
     env = dict(os.environ)
     env["PYTHONPATH"] = os.pathsep.join(filter(None, [str(HERE), env.get("PYTHONPATH")]))
-    result = subprocess.run([sys.executable] + arguments, env=env, capture_output=True, text=True, timeout=900)
+    result = subprocess.run([sys.executable] + arguments, env=env, capture_output=True, text=True,
+                            timeout=900)
     assert result.returncode == 0, result.stdout[-6000:] + result.stderr[-3000:]
     return result.stdout
 

@@ -16,9 +16,8 @@ leaves the wisdom in memory as it was.
 
 ``tessel_fft.dask`` runs them over dask arrays, also over axes cut into chunks.
 """
-from ._core import (export_wisdom, export_wisdom_to_file, fftw_version, forget_wisdom,
-                    import_system_wisdom, import_wisdom, import_wisdom_from_file,
-                    library_version)
+from ._wisdom import (export_wisdom, export_wisdom_to_file, fftw_version, forget_wisdom,
+                      import_system_wisdom, import_wisdom, import_wisdom_from_file, library_version)
 from ._fft import (dct, dctn, dst, dstn, fft, fft2, fftn, hfft, hfft2, hfftn, idct, idctn, idst, idstn,
                    ifft, ifft2, ifftn, ihfft, ihfft2, ihfftn, irfft, irfft2, irfftn, rfft, rfft2, rfftn,
                    set_planner)

@@ -51,7 +51,8 @@ LD_BIND_NOW=1 LD_DEBUG=bindings "$work/pkg-config-consumer" 2>&1 >/dev/null |
 echo "consumer: add_subdirectory"
 cmake -S "$consumer" -B "$work/subdirectory" -DTESSEL_FFT_SOURCE_DIR="$PWD" >/dev/null
 # As a subproject the library builds neither tests nor programs and leaves the build type alone.
-[ ! -e "$work/subdirectory/tessel_fft/tests" ] && [ ! -e "$work/subdirectory/tessel_fft/bench" ] ||
+[ ! -e "$work/subdirectory/tessel_fft/tests" ] && [ ! -e "$work/subdirectory/tessel_fft/bench" ] &&
+  [ ! -e "$work/subdirectory/tessel_fft/tools" ] ||
   fail "a subproject build configures tests or programs"
 grep -q '^CMAKE_BUILD_TYPE:STRING=$' "$work/subdirectory/CMakeCache.txt" ||
   fail "a subproject build sets the parent's CMAKE_BUILD_TYPE"

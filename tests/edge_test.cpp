@@ -59,6 +59,14 @@ TEST(Checks, NameTheArgumentAndTheRule) {
        },
        "quillFFT1D: stride must be at least 1 when numVectors is above 0"},
       {[&] { tfft::quillFFT1D<double, c2c>(compact, nullptr, nullptr, nullptr, 0, 8, 8, 0, 1); }, ""},
+      // One vector needs a stride too (its extents before the transformed dimension are all 1); the
+      // stride is checked before the arrays, so a call let through would not run.
+      {[&] {
+         tfft::quillFFT1DNoCopy<double, c2c>(compact, nullptr, complexes.data(), nullptr, 0, 8, 8, 1, 1);
+       },
+       "quillFFT1DNoCopy: stride must be at least 1 when numVectors is above 0"},
+      {[&] { tfft::quillDCST1D<double, 1>(compact, nullptr, nullptr, reals.data(), 0, 8, 8, 1, 1, false); },
+       "quillDCST1D: stride must be at least 1 when numVectors is above 0"},
       {[&] {
          tfft::quillFFT1DNoCopy<double, r2c>(noChunks, nullptr, reals.data(), complexes.data(), 1, 8, 8, 4,
                                              1);

@@ -217,6 +217,14 @@ TEST(Accuracy, FFTND) {
       {.kind = c2c, .lengths = {64, 48}, .axes = {1, 0}, .sign = kInv, .threads = 2, .measure = true},
       {.single = true, .kind = r2c, .lengths = {30, 40, 8}, .axes = {0, 1, 2}, .threads = 2},
       {.kind = c2r, .lengths = {20, 32, 6}, .axes = {2, 0}, .sign = kInv, .threads = 2, .measure = true},
+      // Whole arrays of 2^15 points or more through one plan over all dimensions, scaled or measured.
+      {.kind = c2c, .lengths = {64, 32, 16}, .axes = {2, 0, 1}, .sign = kInv, .threads = 2},
+      {.single = true, .kind = r2c, .lengths = {64, 64, 8}, .axes = {0, 1, 2}, .measure = true},
+      {.kind = r2c, .lengths = {64, 64, 8}, .axes = {1, 0, 2}},  // halving dimension 1: passes
+      {.kind = c2r, .lengths = {64, 32, 16}, .axes = {0, 2, 1}, .sign = kInv, .threads = 2, .measure = true},
+      // Leading dimensions slab by slab, in two steps over tasks or on the calling thread.
+      {.kind = c2c, .lengths = {128, 128, 8}, .axes = {0, 1, 2}, .sign = kInv, .threads = 2},
+      {.kind = c2r, .lengths = {128, 96, 12}, .axes = {0, 1, 2}},
       // The one-sided r2c of one dimension: contiguous, strided over plans on the arrays, padded, cut.
       {.kind = r2c, .lengths = {9, 5}, .axes = {0}, .oneDimensional = true},
       {.single = true, .kind = r2c, .lengths = {6, 12, 3}, .axes = {1}, .sign = kInv, .oneDimensional = true},
@@ -284,8 +292,17 @@ TEST(Passes, FFTND) {
     std::string passes;
   };
   const std::vector<Row> rows = {
-      // Same layout throughout: the first pass writes the output, the others work there in place.
-      {c2c, {8, 6}, {8, 6}, {1, 0}, "axis 1 c2c n=6 input->output\naxis 0 c2c n=8 output->output\n"},
+      // Same layout throughout: the first pass writes the output, the others work there in place, leading
+      // dimensions first.
+      {c2c, {8, 6}, {8, 6}, {1, 0}, "axis 0 c2c n=8 input->output\naxis 1 c2c n=6 output->output\n"},
+      // The leading dimensions slab by slab (16 slabs of 32 KiB in a step), the last one over the whole
+      // array.
+      {r2c,
+       {64, 64, 64},
+       {64, 64, 64},
+       {0, 2, 1},
+       "in 4 steps of slabs:\naxis 0 r2c n=64 input->output\naxis 1 c2c n=64 output->output\n"
+       "axis 2 c2c n=64 output->output\n"},
       {r2c, {8, 6}, {8, 6}, {0, 1}, "axis 0 r2c n=8 input->output\naxis 1 c2c n=6 output->output\n"},
       // A c2r output cannot hold the complex passes before it.
       {c2r, {8, 6}, {5, 6}, {0, 1}, "axis 1 c2c n=6 input->first\naxis 0 c2r n=8 first->output\n"},

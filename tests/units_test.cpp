@@ -3,6 +3,7 @@
 // the ready-made caches, exact values at the entries' edges, and the library's exported names.
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <tbb/global_control.h>
@@ -18,6 +19,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
@@ -25,12 +27,15 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "backend/aligned_scratch.hpp"
+#include "backend/planner_threads.hpp"
 #include "batch/batch_run.hpp"
 #include "batch/buffer_managers.hpp"
 #include "dcst/dcst_planner.hpp"
+#include "dcst/half_length.hpp"
 #include "plans/fft_planner.hpp"
 #include "support/allocation_control.hpp"
 #include "support/calls.hpp"
@@ -85,33 +90,70 @@ TEST(Units, ScratchResiduesOverflowAndFailure) {
   EXPECT_EQ(liveScratchBlocks(), live);
 }
 
-// FFTW's planner runs out of memory on a huge prime under a lowered address-space limit (in a child):
-// its assertion must come out as an exception and leave the planner usable.
-TEST(Units, AssertionFailureBecomesExceptionAndReleasesTheLock) {
+// Memory runs out under a lowered address-space limit (in a child): in FFTW's planner on a huge prime,
+// whose assertion comes out as backend_failure, and in operator new for the half-length road's twiddles
+// of a DCT-II of 2^28 points, which come out as out_of_memory. Either way the planner lock is free again
+// and the planner works.
+TEST(Units, AddressSpaceRunsOut) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "address-space limit conflicts with the sanitizer's shadow memory";
 #else
   fftwApi::getInstance();
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    rlimit limit{};
-    limit.rlim_cur = limit.rlim_max = std::uint64_t{1} << 30;
-    setrlimit(RLIMIT_AS, &limit);
-    double buffer[64][2];
-    const fftwContext context;
-    const auto plan = [&](std::uint64_t n) {
-      tessel_fft::interleavedFFT1D<double, tessel_fft::c2c>(context, nullptr, buffer, buffer, n, 1,
-                                                            FFTW_FORWARD, true);
-    };
-    if (errorText([&] { plan(2147483659ull); }) != "FFTWAssertionFailure") _exit(2);
-    plan(16);  // the lock must be free again
-    _exit(0);
+  const std::uint64_t huge = std::uint64_t{1} << 28;
+  double buffer[64][2];
+  const fftwContext context;
+  const struct {
+    const char* why;
+    std::function<void(double*)> call;  // given an untouched array of `huge` doubles
+    const char* error;
+  } rows[] = {
+      {"planner on a huge prime",
+       [&](double*) {
+         tessel_fft::interleavedFFT1D<double, c2c>(context, nullptr, buffer, buffer, 2147483659ull, 1,
+                                                   FFTW_FORWARD, true);
+       },
+       "FFTWAssertionFailure"},
+      {"half-length twiddles",
+       [&](double* array) {
+         tessel_fft::quillDCST1D<double, 1>(context, nullptr, array, array, 1, huge, huge, 1, -1, false);
+       },
+       "FFTW:nomem"},
+  };
+  for (const auto& row : rows) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      alarm(20);  // a call that hangs ends the child by the signal
+      void* array = mmap(nullptr, huge * sizeof(double), PROT_READ | PROT_WRITE,
+                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+      if (array == MAP_FAILED) _exit(5);
+      // 64 MiB beyond what is mapped now: twiddles of 2^28 points fail within a fraction of a second.
+      long pages = 0;
+      if (FILE* statm = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(statm, "%ld", &pages) != 1) pages = 0;
+        std::fclose(statm);
+      }
+      rlimit limit{};
+      getrlimit(RLIMIT_AS, &limit);
+      const rlim_t unlimited = limit.rlim_cur;
+      limit.rlim_cur = static_cast<rlim_t>(pages) * sysconf(_SC_PAGESIZE) + (rlim_t{64} << 20);
+      if (pages == 0 || setrlimit(RLIMIT_AS, &limit) != 0) _exit(5);
+      const std::string error = errorText([&] { row.call(static_cast<double*>(array)); });
+      limit.rlim_cur = unlimited;
+      setrlimit(RLIMIT_AS, &limit);
+      if (error != row.error) {
+        std::fprintf(stderr, "threw '%s'\n", error.c_str());
+        _exit(2);
+      }
+      if (!plannerLockFree()) _exit(3);
+      tessel_fft::interleavedFFT1D<double, c2c>(context, nullptr, buffer, buffer, 16, 1, FFTW_FORWARD, true);
+      _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFEXITED(status)) << row.why << ": child ended by signal " << WTERMSIG(status);
+    EXPECT_EQ(WEXITSTATUS(status), 0) << row.why << " (2 another failure, 3 the lock kept)";
   }
-  int status = 0;
-  waitpid(child, &status, 0);
-  ASSERT_TRUE(WIFEXITED(status)) << "child ended by signal " << WTERMSIG(status);
-  EXPECT_EQ(WEXITSTATUS(status), 0);
 #endif
 }
 
@@ -446,19 +488,28 @@ struct WorkerEntries : tbb::task_scheduler_observer {
 
 // A host that runs its own threads gives each call one thread and expects no more: not for the loop,
 // the movement kernels or the division of an inverse. Each row is large enough that any of these would
-// otherwise spread: a contiguous and a strided inverse, one long strided vector, an inverse DCT-III.
+// otherwise spread: a contiguous and a strided inverse, one long strided vector, an inverse DCT-III; and
+// batches under 64 KiB, which run without an arena of their own, whose one vector of 10000 floats is
+// long enough for a divided inverse (a c2r, a DCT-III), called a few times so a worker would come.
 TEST(PooledRun, OneThreadCallsStayOnTheCaller) {
   const fftwContext one;
   tbb::task_arena arena(2);
   WorkerEntries workers(arena);
   std::vector<std::complex<double>> in(1 << 18, {0.5, -0.25}), out(in.size());
   auto* reals = reinterpret_cast<double*>(in.data());
+  auto* floats = reinterpret_cast<float*>(in.data());
+  auto* floatsOut = reinterpret_cast<float*>(out.data());
   arena.execute([&] {
     tessel_fft::quillFFT1D<double, c2c>(one, nullptr, in.data(), out.data(), 1, 4096, 4096, 64, 1);
     tessel_fft::quillFFT1D<double, c2c>(one, nullptr, in.data(), out.data(), 64, 4096, 4096, 64, 1);
     tessel_fft::quillFFT1D<double, c2c>(one, nullptr, in.data(), out.data(), 3, 65536, 65536, 1, -1);
     tessel_fft::quillDCST1D<double, 2>(one, nullptr, reals, reinterpret_cast<double*>(out.data()), 1, 4096,
                                        4096, 64, 1, false);
+    for (int round = 0; round < 8; ++round) {
+      tessel_fft::quillFFT1D<float, c2r>(one, nullptr, reinterpret_cast<std::complex<float>*>(floats),
+                                         floatsOut, 1, 10000, 5001, 1, 1);
+      tessel_fft::quillDCST1D<float, 2>(one, nullptr, floats, floatsOut, 1, 10000, 10000, 1, 1, false);
+    }
   });
   EXPECT_EQ(workers.count.load(), 0);
 }
@@ -472,6 +523,81 @@ fftw_plan smallPlan(std::uint64_t n) {
 }
 
 fftwPlanKey keyOf(std::uint64_t n) { return {n, 1, 0, 0}; }
+
+void destroyUnlocked(fftw_plan plan) { fftw_destroy_plan(plan); }
+void destroyUnlocked(fftwf_plan plan) { fftwf_destroy_plan(plan); }
+
+// Calls on FFTW's planner state of precision T, from 16 points at `data` to 16 at data + 64 (room for 32
+// complex values after each). A plan is made only once the planner lock is released, and nothing else
+// plans then, so it is dropped without the lock.
+template <typename T>
+void addPlannerCalls(std::vector<std::pair<std::string, std::function<void()>>>& rows, T* data) {
+  static constexpr int n = 16;
+  static const fftw_iodim64 dim{n, 1, 1};
+  static const fftw_r2r_kind kind = FFTW_REDFT10;
+  using C = tessel_fft::fftwComplex<T>;
+  static const fftwApi& api = fftwApi::getInstance();
+  T* out = data + 64;
+  C *pairs = reinterpret_cast<C*>(data), *outPairs = reinterpret_cast<C*>(out);
+  const auto made = [](auto plan) {
+    EXPECT_NE(plan, nullptr);
+    if (plan != nullptr) destroyUnlocked(plan);
+  };
+  const std::string name = sizeof(T) == 4 ? "float " : "double ";
+  rows.push_back(
+      {name + "r2r", [=] { made(api.plan(1, &dim, 0, nullptr, data, out, &kind, FFTW_ESTIMATE)); }});
+  rows.push_back(
+      {name + "r2c", [=] { made(api.plan(1, &dim, 0, nullptr, data, outPairs, -1, FFTW_ESTIMATE)); }});
+  rows.push_back(
+      {name + "c2c", [=] { made(api.plan(1, &dim, 0, nullptr, pairs, outPairs, 1, FFTW_ESTIMATE)); }});
+  rows.push_back({name + "c2r", [=] { made(api.plan(1, &dim, 0, nullptr, pairs, out, 1, FFTW_ESTIMATE)); }});
+  rows.push_back(
+      {name + "many r2r", [=] {
+         made(api.planMany(1, &n, 1, data, nullptr, 1, n, out, nullptr, 1, n, 0, &kind, FFTW_ESTIMATE));
+       }});
+  rows.push_back(
+      {name + "many r2c", [=] {
+         made(api.planMany(1, &n, 1, data, nullptr, 1, n, outPairs, nullptr, 1, n, -1, FFTW_ESTIMATE));
+       }});
+  rows.push_back(
+      {name + "many c2c", [=] {
+         made(api.planMany(1, &n, 1, pairs, nullptr, 1, n, outPairs, nullptr, 1, n, 1, FFTW_ESTIMATE));
+       }});
+  rows.push_back({name + "many c2r", [=] {
+                    made(api.planMany(1, &n, 1, pairs, nullptr, 1, n, out, nullptr, 1, n, 1, FFTW_ESTIMATE));
+                  }});
+  const auto doomed = api.plan(1, &dim, 0, nullptr, data, out, &kind, FFTW_ESTIMATE);
+  rows.push_back({name + "destroyPlan", [=] { api.destroyPlan(doomed); }});
+  rows.push_back({name + "planWithThreads", [] { tessel_fft::planWithThreads<T>(1); }});
+}
+
+// Each call on FFTW's planner state waits while another thread holds the planner lock (the wisdom calls:
+// Wisdom.EveryCallTakesThePlannerLock).
+TEST(Units, PlannerCallsWaitForTheLock) {
+  std::vector<double> doubles(128);
+  std::vector<float> floats(128);
+  std::vector<std::pair<std::string, std::function<void()>>> rows;
+  addPlannerCalls(rows, doubles.data());
+  addPlannerCalls(rows, floats.data());
+  for (const auto& [name, call] : rows) EXPECT_TRUE(waitsForThePlannerLock(call)) << name;
+}
+
+// Host threads asking for the half-length twiddles of more lengths than are kept each get the tables of
+// their length (n/2+1 pairs of kinds II and III, n/2 of kind IV); TSan checks the shelf's lock.
+TEST(Units, TwiddlesSharedByHosts) {
+  std::vector<std::thread> hosts;
+  for (std::uint64_t host = 0; host < 4; ++host) {
+    hosts.emplace_back([host] {
+      for (std::uint64_t round = 0; round < 40; ++round) {
+        const std::uint64_t n = 16 + 2 * ((7 * round + host) % 24);
+        const bool quarterWave = (round + host) % 2 == 1;
+        const auto twiddles = tessel_fft::halfLengthTwiddles<float>(n, quarterWave);
+        EXPECT_EQ(quarterWave ? twiddles->after.size() : twiddles->full.size(), quarterWave ? n : n + 2);
+      }
+    });
+  }
+  for (std::thread& host : hosts) host.join();
+}
 
 TEST(ReadyCaches, LruEvictsLeastRecentlyUsed) {
   // Evicted plans are destroyed by the cache: the leak checker sees any it forgets.

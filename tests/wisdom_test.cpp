@@ -1,21 +1,29 @@
 // Wisdom moved in and out of FFTW: the same plans after a round trip, nothing changed by a bad text or
-// file, no partial file after a failed export, and imports while other threads plan and transform.
+// file, no partial file after a failed export, every call under the planner lock, and imports while
+// other threads plan and transform.
 
 #include <fftw3.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <cstdio>
 #include <fstream>
+#include <functional>
+#include <iterator>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "support/allocation_control.hpp"
 #include "support/calls.hpp"
 #include "tessel_fft/tessel_fft.hpp"
 
@@ -138,7 +146,10 @@ TEST(Wisdom, BadTextsAndFilesChangeNothing) {
   }
 }
 
-// A failed export says so and leaves neither a partial file nor its temporary file behind.
+// A failed export says so and leaves neither a partial file nor its temporary file behind; a file it
+// would have replaced stays byte for byte as it was. Writes that fail part way run in a child: under a
+// file size limit (SIGXFSZ ignored, so write reports EFBIG), and in a directory made read-only (which
+// root may write all the same).
 TEST(Wisdom, FailedExportLeavesNoFile) {
   const ScratchDirectory directory;
   ::mkdir((directory.path + "/taken").c_str(), 0755);
@@ -149,6 +160,61 @@ TEST(Wisdom, FailedExportLeavesNoFile) {
     EXPECT_NE(error.find(path), std::string::npos) << error;
     EXPECT_EQ(directory.entries(), listing);
   }
+  const std::string path = directory.path + "/wisdom", old = "old " + tessel_fft::exportWisdom();
+  writeFile(path, old);
+  const auto withFile = directory.entries();
+  const struct {
+    const char* why;
+    bool rootWritesAnyway;
+    void (*setUp)(const std::string& directory);
+  } failures[] = {
+      {"file size limit", false,
+       [](const std::string&) {
+         std::signal(SIGXFSZ, SIG_IGN);
+         const rlimit limit{16, 16};
+         setrlimit(RLIMIT_FSIZE, &limit);
+       }},
+      {"read-only directory", true, [](const std::string& directory) { ::chmod(directory.c_str(), 0555); }},
+  };
+  for (const auto& row : failures) {
+    if (row.rootWritesAnyway && geteuid() == 0) continue;
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      alarm(20);  // a call that hangs ends the child by the signal
+      row.setUp(directory.path);
+      std::string error;
+      const bool written = tessel_fft::exportWisdomToFile(path, &error);
+      _exit(written ? 1 : error.find(path) == std::string::npos ? 2 : 0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    ::chmod(directory.path.c_str(), 0700);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << row.why << ": status " << status;
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), old) << row.why;
+    EXPECT_EQ(directory.entries(), withFile) << row.why;
+  }
+}
+
+// Each wisdom call waits while another thread holds the planner lock, and returns once it is free.
+TEST(Wisdom, EveryCallTakesThePlannerLock) {
+  const std::string text = tessel_fft::exportWisdom();
+  const ScratchDirectory directory;
+  const std::string path = directory.path + "/wisdom";
+  ASSERT_TRUE(tessel_fft::exportWisdomToFile(path));
+  const struct {
+    const char* name;
+    std::function<void()> call;
+  } calls[] = {
+      {"importWisdom", [&] { tessel_fft::importWisdom(text); }},
+      {"importWisdomFromFile", [&] { tessel_fft::importWisdomFromFile(path); }},
+      {"importSystemWisdom", [] { tessel_fft::importSystemWisdom(); }},
+      {"exportWisdom", [] { tessel_fft::exportWisdom(); }},
+      {"exportWisdomToFile", [&] { tessel_fft::exportWisdomToFile(path); }},
+      {"forgetWisdom", [] { tessel_fft::forgetWisdom(); }},
+  };
+  for (const auto& row : calls) EXPECT_TRUE(tessel_test::waitsForThePlannerLock(row.call)) << row.name;
 }
 
 // Imports, exports and forgetting on one thread while others plan by measuring and transform: every

@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "cases.hpp"
+#include "command_line.hpp"
 #include "measure.hpp"
 #include "options.hpp"
 #include "report.hpp"
@@ -24,28 +26,7 @@
 namespace {
 
 using namespace tessel_bench;
-
-constexpr int kUsageExit = 2;
-constexpr int kFailureExit = 1;
-
-int usageError(const std::string& message) {
-  std::cerr << "tessel-fft-bench: " << message << "\nTry 'tessel-fft-bench --help'.\n";
-  return kUsageExit;
-}
-
-void listCases(const std::vector<CaseDefinition>& cases) {
-  std::size_t nameWidth = 0;
-  std::size_t entryWidth = 0;
-  for (const CaseDefinition& definition : cases) {
-    nameWidth = std::max(nameWidth, definition.name.size());
-    entryWidth = std::max(entryWidth, definition.entry.size());
-  }
-  for (const CaseDefinition& definition : cases) {
-    std::cout << definition.name << std::string(nameWidth - definition.name.size() + 2, ' ')
-              << definition.entry << std::string(entryWidth - definition.entry.size() + 2, ' ')
-              << definition.description << '\n';
-  }
-}
+using tessel_tools::UsageError;
 
 // Where a report goes: a file opened before the run, standard output for "-", or nowhere for "".
 class ReportFile {
@@ -67,12 +48,7 @@ class ReportFile {
 };
 
 int run(int argc, char** argv) {
-  Options options;
-  try {
-    options = parseOptions(argc, argv);
-  } catch (const UsageError& error) {
-    return usageError(error.what());
-  }
+  const Options options = parseOptions(argc, argv);
   if (options.help) {
     std::cout << usageText();
     return 0;
@@ -85,7 +61,7 @@ int run(int argc, char** argv) {
   }
   const std::vector<CaseDefinition> all = allCases();
   if (options.list) {
-    listCases(all);
+    listCases(std::cout, all);
     return 0;
   }
 
@@ -94,20 +70,10 @@ int run(int argc, char** argv) {
       options.sweep > 0 ? sweepCases(drawProblems(sweepSpace(options.quick),
                                                   static_cast<std::uint64_t>(options.sweep), options.seed))
                         : all;
-  std::vector<CaseDefinition> selected;
-  if (options.cases.empty()) {
-    selected = pool;
-  } else {
-    for (const std::string& name : options.cases) {
-      const auto found =
-          std::find_if(pool.begin(), pool.end(), [&](const CaseDefinition& c) { return c.name == name; });
-      if (found == pool.end()) return usageError("unknown case '" + name + "' (--list shows them)");
-      selected.push_back(*found);
-    }
-  }
+  const std::vector<CaseDefinition> selected = selectCases(pool, options.cases);
   ReportFile json, svg;
-  if (!json.open(options.jsonPath)) return usageError("cannot open '" + options.jsonPath + "' for writing");
-  if (!svg.open(options.svgPath)) return usageError("cannot open '" + options.svgPath + "' for writing");
+  if (!json.open(options.jsonPath)) throw UsageError("cannot open '" + options.jsonPath + "' for writing");
+  if (!svg.open(options.svgPath)) throw UsageError("cannot open '" + options.svgPath + "' for writing");
   // With the JSON on stdout, the table goes where the progress goes.
   std::ostream& tableOut = options.jsonPath == "-" ? std::cerr : std::cout;
 
@@ -123,7 +89,7 @@ int run(int argc, char** argv) {
   tessel_fft::fftwApi::getInstance();
   std::string wisdomError;
   if (!options.wisdomPath.empty() && !tessel_fft::importWisdomFromFile(options.wisdomPath, &wisdomError))
-    return usageError("cannot import wisdom: " + wisdomError);
+    throw UsageError("cannot import wisdom: " + wisdomError);
   info.config.wisdomPath = options.wisdomPath;
 
   MeasureSettings settings = options.sweep > 0 ? sweepSettings() : MeasureSettings();
@@ -142,6 +108,7 @@ int run(int argc, char** argv) {
     results.push_back(measureCase(selected[i], info.config, settings, label));
   }
 
+  if (options.sweep > 0) confirmSlowShapes(results, selected, info.config, settings);
   const double suiteSeconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - suiteStart).count();
   std::cerr << "finished " << selected.size() << " case(s) in " << static_cast<int>(suiteSeconds + 0.5)
@@ -159,16 +126,11 @@ int run(int argc, char** argv) {
   }
   const bool passed =
       std::all_of(results.begin(), results.end(), [](const CaseResult& r) { return r.passed; });
-  return passed && written ? 0 : kFailureExit;
+  return passed && written ? 0 : tessel_tools::kFailureExit;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    return run(argc, argv);
-  } catch (const std::exception& error) {
-    std::cerr << "tessel-fft-bench: " << error.what() << '\n';
-    return kFailureExit;
-  }
+  return tessel_tools::runProgram("tessel-fft-bench", [&] { return run(argc, argv); });
 }

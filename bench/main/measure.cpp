@@ -33,11 +33,20 @@ Timing summarise(std::vector<double> seconds) {
   timing.median = seconds.size() % 2 == 1 ? seconds[middle] : 0.5 * (seconds[middle - 1] + seconds[middle]);
   timing.min = seconds.front();
   timing.max = seconds.back();
+  timing.samples = static_cast<int>(seconds.size());
   return timing;
 }
 
 void progress(const std::string& label, const std::string& message) {
   std::cerr << label << ' ' << message << std::endl;
+}
+
+// What a fresh process has: no wisdom but the --wisdom file's.
+void resetWisdom(const SuiteConfig& config) {
+  tessel_fft::forgetWisdom();
+  std::string error;
+  if (!config.wisdomPath.empty() && !tessel_fft::importWisdomFromFile(config.wisdomPath, &error))
+    throw std::runtime_error(error);
 }
 
 // Keeps the larger error, written so that a NaN from either check survives and then fails the check.
@@ -54,6 +63,7 @@ CaseResult measureCase(const CaseDefinition& definition, const SuiteConfig& conf
   result.entry = definition.entry;
   try {
     progress(label, "plain FFTW: allocating, filling, planning");
+    if (settings.freshPlans) resetWisdom(config);
     const Clock::time_point planStart = Clock::now();
     const Workload workload = definition.build(config);
     const std::vector<PlainSide>& sides = workload.plainSides;
@@ -65,10 +75,7 @@ CaseResult measureCase(const CaseDefinition& definition, const SuiteConfig& conf
     // The first call of ours plans into the case's cache, as in a fresh process: with no wisdom but the
     // file's, if one was given. The plain side's planning just now would otherwise have measured the
     // same problems for it. The first plain runs pay for first touches.
-    tessel_fft::forgetWisdom();
-    std::string wisdomError;
-    if (!config.wisdomPath.empty() && !tessel_fft::importWisdomFromFile(config.wisdomPath, &wisdomError))
-      throw std::runtime_error(wisdomError);
+    resetWisdom(config);
     progress(label, "ours: first call, planning into the host cache");
     const double oursFirst = result.oursFirst = timeOnce(workload.runOurs);
     progress(label, "plain FFTW: warm-up run");

@@ -15,6 +15,7 @@ struct Timing {
   double median = 0;
   double min = 0;
   double max = 0;
+  int samples = 0;  // timed runs the three are taken from
 };
 
 // The library against one plain side: one row of the table.
@@ -38,6 +39,7 @@ struct CaseResult {
   std::vector<Comparison> comparisons;  // one per plain side
   bool passed = false;                  // ran, and every comparison stayed within tolerance
   std::string failure;                  // why not, if not
+  std::vector<double> readings;         // of a shape measured again: its first ratios, first reading first
 };
 
 struct MeasureSettings {
@@ -45,6 +47,7 @@ struct MeasureSettings {
   double secondsPerCase = 1.5;  // what the automatic choice aims at, all sides together
   int minRuns = 5;
   int maxRuns = 25;
+  bool freshPlans = false;  // forget FFTW's wisdom before the plain side plans too, not only before ours
 };
 
 // Never throws: a failure of the case lands in the result. Progress lines go to stderr, prefixed with

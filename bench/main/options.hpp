@@ -2,9 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "command_line.hpp"
 
 namespace tessel_bench {
 
@@ -23,13 +24,8 @@ struct Options {
   std::string wisdomPath;  // imported before the run; empty: none
 };
 
-// A command line that can't be followed; main prints what() and exits with 2.
-struct UsageError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
-// Throws UsageError for unknown options, missing or malformed values. Case names are checked by the
-// caller, which knows them.
+// Throws tessel_tools::UsageError for unknown options, missing or malformed values. Case names are checked by
+// the caller, which knows them.
 Options parseOptions(int argc, const char* const* argv);
 
 std::string usageText();

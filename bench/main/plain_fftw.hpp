@@ -19,89 +19,37 @@ namespace tessel_bench {
 template <typename T>
 struct PlainFftw;
 
-template <>
-struct PlainFftw<double> {
-  using Plan = fftw_plan;
-  using Complex = fftw_complex;
-  static void planWithThreads(int threads) { fftw_plan_with_nthreads(threads); }
-  static Plan dft(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, Complex* in,
-                  Complex* out, int sign, unsigned flags) {
-    return fftw_plan_guru64_dft(rank, dims, loopRank, loops, in, out, sign, flags);
-  }
-  static Plan r2r(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, double* in,
-                  double* out, const fftw_r2r_kind* kinds, unsigned flags) {
-    return fftw_plan_guru64_r2r(rank, dims, loopRank, loops, in, out, kinds, flags);
-  }
-  static Plan r2c(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, double* in,
-                  Complex* out, unsigned flags) {
-    return fftw_plan_guru64_dft_r2c(rank, dims, loopRank, loops, in, out, flags);
-  }
-  static Plan c2r(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, Complex* in,
-                  double* out, unsigned flags) {
-    return fftw_plan_guru64_dft_c2r(rank, dims, loopRank, loops, in, out, flags);
-  }
-  static Plan manyDft(int rank, const int* n, int howmany, Complex* in, const int* inembed, int istride,
-                      int idist, Complex* out, const int* onembed, int ostride, int odist, int sign,
-                      unsigned flags) {
-    return fftw_plan_many_dft(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist,
-                              sign, flags);
-  }
-  static Plan manyR2c(int rank, const int* n, int howmany, double* in, const int* inembed, int istride,
-                      int idist, Complex* out, const int* onembed, int ostride, int odist, unsigned flags) {
-    return fftw_plan_many_dft_r2c(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist,
-                                  flags);
-  }
-  static Plan manyC2r(int rank, const int* n, int howmany, Complex* in, const int* inembed, int istride,
-                      int idist, double* out, const int* onembed, int ostride, int odist, unsigned flags) {
-    return fftw_plan_many_dft_c2r(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist,
-                                  flags);
-  }
-  static void execute(Plan plan) { fftw_execute(plan); }
-  static void destroy(Plan plan) { fftw_destroy_plan(plan); }
-  static void forgetWisdom() { fftw_forget_wisdom(); }
-};
-
-template <>
-struct PlainFftw<float> {
-  using Plan = fftwf_plan;
-  using Complex = fftwf_complex;
-  static void planWithThreads(int threads) { fftwf_plan_with_nthreads(threads); }
-  static Plan dft(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, Complex* in,
-                  Complex* out, int sign, unsigned flags) {
-    return fftwf_plan_guru64_dft(rank, dims, loopRank, loops, in, out, sign, flags);
-  }
-  static Plan r2r(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, float* in,
-                  float* out, const fftw_r2r_kind* kinds, unsigned flags) {
-    return fftwf_plan_guru64_r2r(rank, dims, loopRank, loops, in, out, kinds, flags);
-  }
-  static Plan r2c(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, float* in,
-                  Complex* out, unsigned flags) {
-    return fftwf_plan_guru64_dft_r2c(rank, dims, loopRank, loops, in, out, flags);
-  }
-  static Plan c2r(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, Complex* in,
-                  float* out, unsigned flags) {
-    return fftwf_plan_guru64_dft_c2r(rank, dims, loopRank, loops, in, out, flags);
-  }
-  static Plan manyDft(int rank, const int* n, int howmany, Complex* in, const int* inembed, int istride,
-                      int idist, Complex* out, const int* onembed, int ostride, int odist, int sign,
-                      unsigned flags) {
-    return fftwf_plan_many_dft(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride, odist,
-                               sign, flags);
-  }
-  static Plan manyR2c(int rank, const int* n, int howmany, float* in, const int* inembed, int istride,
-                      int idist, Complex* out, const int* onembed, int ostride, int odist, unsigned flags) {
-    return fftwf_plan_many_dft_r2c(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride,
-                                   odist, flags);
-  }
-  static Plan manyC2r(int rank, const int* n, int howmany, Complex* in, const int* inembed, int istride,
-                      int idist, float* out, const int* onembed, int ostride, int odist, unsigned flags) {
-    return fftwf_plan_many_dft_c2r(rank, n, howmany, in, inembed, istride, idist, out, onembed, ostride,
-                                   odist, flags);
-  }
-  static void execute(Plan plan) { fftwf_execute(plan); }
-  static void destroy(Plan plan) { fftwf_destroy_plan(plan); }
-  static void forgetWisdom() { fftwf_forget_wisdom(); }
-};
+// Both precisions from one text, the way fftw3.h declares its own: X(name) is fftw_name or fftwf_name.
+// The guru64 dimensions have one type for both.
+#define TESSEL_PLAIN_FFTW(R, X)                                                                         \
+  template <>                                                                                           \
+  struct PlainFftw<R> {                                                                                 \
+    using Plan = X(plan);                                                                               \
+    using Complex = X(complex);                                                                         \
+    static void planWithThreads(int threads) { X(plan_with_nthreads)(threads); }                        \
+    static Plan dft(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops,        \
+                    Complex* in, Complex* out, int sign, unsigned flags) {                              \
+      return X(plan_guru64_dft)(rank, dims, loopRank, loops, in, out, sign, flags);                     \
+    }                                                                                                   \
+    static Plan r2r(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, R* in, \
+                    R* out, const fftw_r2r_kind* kinds, unsigned flags) {                               \
+      return X(plan_guru64_r2r)(rank, dims, loopRank, loops, in, out, kinds, flags);                    \
+    }                                                                                                   \
+    static Plan r2c(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops, R* in, \
+                    Complex* out, unsigned flags) {                                                     \
+      return X(plan_guru64_dft_r2c)(rank, dims, loopRank, loops, in, out, flags);                       \
+    }                                                                                                   \
+    static Plan c2r(int rank, const fftw_iodim64* dims, int loopRank, const fftw_iodim64* loops,        \
+                    Complex* in, R* out, unsigned flags) {                                              \
+      return X(plan_guru64_dft_c2r)(rank, dims, loopRank, loops, in, out, flags);                       \
+    }                                                                                                   \
+    static void execute(Plan plan) { X(execute)(plan); }                                                \
+    static void destroy(Plan plan) { X(destroy_plan)(plan); }                                           \
+    static void forgetWisdom() { X(forget_wisdom)(); }                                                  \
+  };
+TESSEL_PLAIN_FFTW(double, FFTW_MANGLE_DOUBLE)
+TESSEL_PLAIN_FFTW(float, FFTW_MANGLE_FLOAT)
+#undef TESSEL_PLAIN_FFTW
 
 // One FFTW plan of the plain side, destroyed with its owner. Never null.
 template <typename T>

@@ -50,7 +50,13 @@ std::string jsonNumber(double value) { return std::isfinite(value) ? format("%.6
 std::string jsonTiming(const Timing& timing) {
   return "{\"median_seconds\": " + jsonNumber(timing.median) +
          ", \"min_seconds\": " + jsonNumber(timing.min) + ", \"max_seconds\": " + jsonNumber(timing.max) +
-         "}";
+         ", \"samples\": " + std::to_string(timing.samples) + "}";
+}
+
+std::string jsonNumbers(const std::vector<double>& values) {
+  std::string text = "[";
+  for (const double value : values) text += (text.size() > 1 ? ", " : "") + jsonNumber(value);
+  return text + "]";
 }
 
 std::string xmlText(const std::string& text) {
@@ -101,6 +107,13 @@ bool anyDctNd(const std::vector<CaseResult>& results) {
 
 }  // namespace
 
+std::string ratioText(double ratio, const std::vector<double>& readings) {
+  std::string text = format("%.2f", ratio);
+  for (std::size_t i = 0; i < readings.size(); ++i)
+    text += (i == 0 ? " (" : ", ") + format("%.2f", readings[i]) + (i + 1 == readings.size() ? ")" : "");
+  return text;
+}
+
 void printTable(std::ostream& out, const std::vector<CaseResult>& results, const RunInfo& info) {
   const std::vector<std::string> header = {
       "case",  "entry",         "threads", "ours (first call)", "ours (median)", "plain FFTW (median)",
@@ -115,7 +128,8 @@ void printTable(std::ostream& out, const std::vector<CaseResult>& results, const
     }
     const Comparison& c = *row.comparison;
     cells.push_back({row.label(true), r.entry, std::to_string(r.threads), duration(r.oursFirst),
-                     duration(r.ours.median), duration(c.plain.median), format("%.2f", c.ratio),
+                     duration(r.ours.median), duration(c.plain.median),
+                     ratioText(c.ratio, &c == &r.comparisons[0] ? r.readings : std::vector<double>()),
                      format("%.1e", c.maxError) + (c.passed ? "" : " FAIL")});
   }
   std::vector<std::size_t> widths(header.size());
@@ -154,8 +168,8 @@ void printTable(std::ostream& out, const std::vector<CaseResult>& results, const
         << "[estimate per call]: plain FFTW under the same conditions, a rank-N FFTW_ESTIMATE plan made,\n"
         << "run and destroyed in every call, one thread. [measured plan]: one rank-N plan made before\n"
         << "timing (measured in a standard run), which dctIIND can never use; on one thread, or beside the\n"
-        << "dctIIND overload with a context and a host cache (-ctx) on the same threads. dctIIND's estimating\n"
-        << "planner uses wisdom of its own one-dimensional problems (--wisdom).\n";
+        << "dctIIND overload with a context and a host cache (-ctx) on the same threads. dctIIND's\n"
+        << "estimating planner uses wisdom of its own one-dimensional problems (--wisdom).\n";
   }
   if (info.config.quick)
     out << "QUICK RUN: small sizes and estimated plans; only the errors mean anything.\n";
@@ -195,7 +209,8 @@ bool writeJson(std::ostream& out, const std::vector<CaseResult>& results, const 
         << ", \"threads\": " << r.threads << ", \"runs\": " << r.runs
         << ", \"tolerance\": " << jsonNumber(r.tolerance) << ", \"passed\": " << (r.passed ? "true" : "false")
         << ", \"failure\": " << jsonString(r.failure) << ",\n     \"ours\": " << jsonTiming(r.ours)
-        << ", \"ours_first_call_seconds\": " << jsonNumber(r.oursFirst) << ",\n     \"plain\": [";
+        << ", \"ours_first_call_seconds\": " << jsonNumber(r.oursFirst)
+        << ", \"ratio_readings\": " << jsonNumbers(r.readings) << ",\n     \"plain\": [";
     for (std::size_t s = 0; s < r.comparisons.size(); ++s) {
       const Comparison& c = r.comparisons[s];
       out << (s == 0 ? "\n" : ",\n") << "       {\"side\": " << jsonString(c.label)

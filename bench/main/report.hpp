@@ -2,6 +2,7 @@
 #pragma once
 
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "measure.hpp"
@@ -14,6 +15,9 @@ struct RunInfo {
   SuiteConfig config;
   RunContext context;
 };
+
+// "1.12 (1.10, 1.12, 1.15)" for a ratio read more than once, with every reading; "1.12" otherwise.
+std::string ratioText(double ratio, const std::vector<double>& readings);
 
 void printTable(std::ostream& out, const std::vector<CaseResult>& results, const RunInfo& info);
 

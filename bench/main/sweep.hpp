@@ -29,10 +29,22 @@ std::vector<StridedProblem> drawProblems(const SweepSpace& space, std::uint64_t 
 // One case per problem, named s01, s02, ...
 std::vector<CaseDefinition> sweepCases(const std::vector<StridedProblem>& problems);
 
-// Per-case timing of a sweep: short, since a sweep has many cases.
+// Per-case timing of a sweep: short, since a sweep has many cases, and with fresh plans on both sides.
 MeasureSettings sweepSettings();
 
-// Geometric mean, 90th percentile and worst of the ratios, and how many are above 1, 1.05 and 1.2.
+// A shape whose ratio reads above kConfirmAbove is measured again, until it has kReadings readings.
+inline constexpr double kConfirmAbove = 1.05;
+inline constexpr int kReadings = 3;
+
+// Measures again each shape of `results` (made from `cases`, in the same order) that read above
+// kConfirmAbove: fresh plans on both sides and twice the runs of `settings`. The shape then keeps the
+// reading with the median ratio, all readings beside it, so that noise and a slow shape are told apart.
+// A reading that fails the self-check is kept instead.
+void confirmSlowShapes(std::vector<CaseResult>& results, const std::vector<CaseDefinition>& cases,
+                       const SuiteConfig& config, const MeasureSettings& settings);
+
+// Geometric mean, 90th percentile and worst of the ratios, how many are above 1, 1.05 and 1.2, and how
+// many of those that read above kConfirmAbove stayed there when measured again.
 void printDistribution(std::ostream& out, const std::vector<CaseResult>& results, std::uint64_t seed);
 
 }  // namespace tessel_bench

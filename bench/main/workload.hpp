@@ -58,9 +58,10 @@ struct CaseDefinition {
   std::function<Workload(const SuiteConfig&)> build;
 };
 
-// One batch along the middle dimension of a stride x n x blocks column-major array: what a sweep draws.
-// `direction` is the c2c sign, or 1 for an inverse (divided) DCST; r2c runs forward and c2r inverse.
-// c2r reads one-sided spectra of n/2 + 1 elements per vector.
+// One batch along the middle dimension of a stride x n x blocks column-major array: a sweep draws them,
+// and the default suite's batched cases are such problems too. `direction` is the c2c sign, or 1 for an
+// inverse (divided) DCST; r2c runs forward and c2r inverse. c2r reads one-sided spectra of n/2 + 1
+// elements per vector.
 struct StridedProblem {
   enum Family { kR2c, kC2r, kC2c, kDcst };
   Family family = kC2c;
@@ -71,6 +72,8 @@ struct StridedProblem {
   std::uint64_t n = 1;
   std::uint64_t blocks = 1;
   int direction = FFTW_FORWARD;
+  bool noCopy = false;           // FFT through quillFFT1DNoCopy
+  bool fullLengthInput = false;  // c2r: input vectors stored with n elements, of which it reads n/2 + 1
 
   // "r2c f32 64 x 16 x 780", "DST-III complex f64 1 x 128 x 1148"
   std::string text() const;
@@ -78,15 +81,23 @@ struct StridedProblem {
   std::string entry() const;
 };
 
-// The problem made ready, with FFTW's plain guru64 plan over the arrays as a host writes it.
+// The problems made ready, the plain side as a host writes it: for a batch, one guru64 plan over the
+// arrays; for r2c on FFTW's interleaved layout (double), n1 vectors of n0 points (`rank` 1) or one
+// n0 x n1 array (`rank` 2); for the orthonormal N-D DCT-II (double), without or with (`hosted`) a
+// context and a host cache.
 Workload stridedFftWorkload(const SuiteConfig& config, const StridedProblem& problem);
 Workload stridedDcstWorkload(const SuiteConfig& config, const StridedProblem& problem);
+Workload interleavedR2cWorkload(const SuiteConfig& config, std::uint64_t n0, std::uint64_t n1, int rank);
+Workload orthonormalDctWorkload(const SuiteConfig& config, const std::vector<std::uint64_t>& extents,
+                                bool hosted);
+// fftND of `kind` (double) over every dimension of `extents`, beside one rank-N plan with the same threads;
+// c2r runs inverse, divided.
+Workload fftNDWorkload(const SuiteConfig& config, int kind, const std::vector<std::uint64_t>& extents);
 
-// The default suite, in the order of the table.
-std::vector<CaseDefinition> fftCases();
-std::vector<CaseDefinition> dcstCases();
-std::vector<CaseDefinition> interleavedCases();
-std::vector<CaseDefinition> allCases();
+inline Workload stridedWorkload(const SuiteConfig& config, const StridedProblem& problem) {
+  return problem.family == StridedProblem::kDcst ? stridedDcstWorkload(config, problem)
+                                                 : stridedFftWorkload(config, problem);
+}
 
 // The self-check: relative L2 error against plain FFTW below kToleranceConstant * epsilon * log2(points)
 // (log2 taken as at least 1). Two FFTW plans for one problem differ by rounding that grows like log n.

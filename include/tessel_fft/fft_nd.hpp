@@ -35,16 +35,19 @@ struct fftNDShape {
   std::uint64_t naxes;
 };
 
-// The N-D FFT over `shape.axes` of a column-major array, dimension by dimension as quillFFT1D runs each:
-// r2c (real input, the one-sided spectrum along axes[0], full along the others), c2r (its inverse) or
-// c2c. r2c is always FFTW's forward transform and c2r its backward one; `sign` reaches FFTW for c2c. For
-// every kind FFTW_BACKWARD (+1) divides the output by the product of the transformed lengths. `in` and
-// `out` must not overlap; the input is never written. Passes that change an array's size or element type
-// go through scratch where `out` cannot hold them. The context (threads, plan strategy, chunk size)
-// serves every pass, and `caches` keeps their plans: the keys and cache calls of each pass are
-// quillFFT1D's of its kind and length, with sign -1 for the c2c passes of r2c and of a forward c2c and
-// +1 for those of c2r and an inverse c2c, and the call's `sign` for the r2c and c2r pass. A zero length
-// or extent, or naxes 0, writes nothing but the zeros an empty input gives. Exceptions as quillFFT1D's.
+// The N-D FFT over `shape.axes` of a column-major array: r2c (real input, the one-sided spectrum along
+// axes[0], full along the others), c2r (its inverse) or c2c. r2c is always FFTW's forward transform and
+// c2r its backward one; `sign` reaches FFTW for c2c. For every kind FFTW_BACKWARD (+1) divides the output
+// by the product of the transformed lengths. `in` and `out` must not overlap; the input is never written.
+// The context (threads, plan strategy, chunk size) serves every step. A medium-sized array transformed
+// whole (every dimension, nothing cut or padded, a real kind halving dimension 0) runs through one FFTW
+// plan over all its dimensions, made per call (from FFTW's wisdom where the context measures, measured
+// on scratch the first time) without calling the caches. Every other call runs one batched pass per
+// dimension as quillFFT1D runs it, with its plan keys and cache calls: the c2c passes with sign -1 in
+// r2c and forward c2c calls and +1 in c2r and inverse c2c calls, the r2c or c2r pass with the call's
+// `sign`. Passes that change an array's size or element type go through scratch where `out` can't hold
+// them. A zero length writes nothing; an input extent of 0 on a transformed dimension gives zeros; naxes
+// 0 does nothing. Exceptions as quillFFT1D's.
 template <typename T, int Kind>
 TESSEL_FFT_API void fftND(fftwContext context, const fftNDCaches<T>& caches,
                           const typename fftElements<T, Kind>::In* in,

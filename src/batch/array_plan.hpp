@@ -50,13 +50,35 @@ inline constexpr std::size_t kArraySlabBytes = 256u << 10;
 inline constexpr std::size_t kArrayMinSlabColumns = 64;
 // Scratch a measuring planner may span, both sides together.
 inline constexpr std::size_t kArrayMeasureScratchBytes = 64u << 20;
+// Batches of fewer points than this take the walk: making a plan over the arrays (an estimate takes
+// several microseconds, more for the cosine/sine kinds) costs more than the walk loses on so little work.
+inline constexpr std::size_t kArrayPlanMinPoints = 4096;
 // Batches of fewer slabs than this run their plan on FFTW's threads instead of spreading slabs over tasks.
 inline constexpr std::size_t kArrayMinTaskSlabs = 4;
+
+// The first-level cache as strided rows meet it: addresses kSetSpanBytes apart share a set, which holds
+// kCacheWays lines (8 to 12 on the x86-64 cores of the last decade).
+inline constexpr std::size_t kSetSpanBytes = 4096;
+inline constexpr std::size_t kCacheWays = 8;
+
+// Whether `rows` rows `pitchBytes` apart need more lines of one set than it has: their addresses modulo
+// kSetSpanBytes take kSetSpanBytes / gcd(pitchBytes, kSetSpanBytes) places.
+inline bool rowsConflict(std::size_t pitchBytes, std::size_t rows) {
+  return kCacheWays * (kSetSpanBytes / std::gcd(pitchBytes, kSetSpanBytes)) < rows;
+}
 
 // Whether a batch takes plans over the arrays: `measured` says whether they are measured (or from
 // wisdom), `familyLength` is the family's length limit under any strategy (see kArrayPlanLength).
 inline bool arrayPlansServe(const BatchShape& shape, const BatchSides& sides, std::size_t inElementBytes,
                             std::size_t outElementBytes, bool measured, std::size_t familyLength) {
+  // A plan over the arrays is made on every call, which the walk's cached plans are not.
+  if (shape.numVectors * sides.transformLength < kArrayPlanMinPoints) return false;
+  // FFTW's codelets read a vector's rows where they lie; rows whose pitch falls into too few cache sets
+  // evict each other, where the walk's transposes read them into packed scratch.
+  const std::size_t rows = std::max(sides.planInputLength, shape.length);
+  if (rowsConflict(shape.stride * sides.parts * inElementBytes, rows) ||
+      rowsConflict(shape.stride * sides.parts * outElementBytes, rows))
+    return false;
   if (sides.transformLength <= familyLength) return true;
   if (!measured) return false;
   if (sides.transformLength <= kArrayPlanLength) return true;

@@ -196,7 +196,7 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
                       context.getPlanStrategy(planLength) != FFTW_ESTIMATE, sides.arrayPlanLength);
   // The host's cache sees the same requests on either way.
   const auto onArrays = [&] {
-    return arrayRoad && runOnArrays<Planner, Hooks>(context, path.threaded ? callerThreads : 1, shape, sign,
+    return arrayRoad && runOnArrays<Planner, Hooks>(context, path.pooled ? callerThreads : 1, shape, sign,
                                                     in, out, sides);
   };
   const std::size_t chunk = context.getChunkSize();

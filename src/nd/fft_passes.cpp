@@ -35,7 +35,10 @@ const char* nameOf(NDArray array) {
 std::string NDPasses::describe() const {
   static const char* const kKinds[] = {"r2c", "c2r", "c2c"};
   std::string text;
-  for (const NDPass& pass : passes) {
+  for (std::size_t p = 0; p < passes.size(); ++p) {
+    const NDPass& pass = passes[p];
+    for (const NDSlabGroup& group : slabGroups)
+      if (group.firstPass == p) text += "in " + std::to_string(group.steps) + " steps of slabs:\n";
     text += "axis " + std::to_string(pass.axis) + " " + kKinds[pass.kind] +
             " n=" + std::to_string(pass.batch.length) + " " + nameOf(pass.source) + "->" +
             nameOf(pass.target) + "\n";
@@ -54,15 +57,20 @@ NDPasses ndPassesOf(int kind, std::size_t realBytes, const std::uint64_t* length
   const auto growth = [&](std::size_t axis) {
     return lengths[axis] < inputExtents[axis] ? 0 : lengths[axis] == inputExtents[axis] ? 1 : 2;
   };
-  std::stable_sort(order.begin(), order.end(),
-                   [&](std::size_t a, std::size_t b) { return growth(a) < growth(b); });
+  // Leading dimensions first, or for c2r last, next to its own pass on axes[0].
+  std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+    if (growth(a) != growth(b)) return growth(a) < growth(b);
+    return kind == c2r ? a > b : a < b;
+  });
   if (kind == r2c) order.insert(order.begin(), axes[0]);
   if (kind == c2r) order.push_back(axes[0]);
 
   std::vector<std::size_t> extents(inputExtents, inputExtents + ndims);
   const std::size_t complexBytes = 2 * realBytes;
   std::size_t elementBytes = kind == r2c ? realBytes : complexBytes;
+  std::vector<std::vector<std::size_t>> extentsBefore;
   for (const std::size_t axis : order) {
+    extentsBefore.push_back(extents);
     const int passKind = kind == r2c && axis == order.front()  ? r2c
                          : kind == c2r && axis == order.back() ? c2r
                                                                : c2c;
@@ -102,6 +110,32 @@ NDPasses ndPassesOf(int kind, std::size_t realBytes, const std::uint64_t* length
     if (target == NDArray::first) result.firstBytes = std::max(result.firstBytes, before.targetBytes);
     if (target == NDArray::second) result.secondBytes = std::max(result.secondBytes, before.targetBytes);
     passes[p].source = target;
+  }
+
+  // Runs of passes over exactly the dimensions before some dimension d, with more than one slab beyond it.
+  for (std::size_t first = 0; first < passes.size();) {
+    std::size_t highest = 0, best = first;
+    for (std::size_t end = first; end < passes.size(); ++end) {
+      highest = std::max(highest, passes[end].axis);
+      if (highest == end - first && highest + 1 < ndims) best = end + 1;
+    }
+    // The passes of a run leave the dimensions after it as they are.
+    const std::size_t leading = best - first;
+    const std::size_t slabs = leading >= 2 ? productOf(extentsBefore[first], leading, ndims) : 0;
+    std::size_t slabBytes = 0;
+    for (std::size_t p = first; slabs != 0 && p < best; ++p)
+      slabBytes = std::max({slabBytes, passes[p].sourceBytes / slabs, passes[p].targetBytes / slabs});
+    if (leading >= 2 && slabs >= 2 && slabBytes <= kNDSlabBytes) {
+      // Slabs much smaller than the budget go several at a time: each pass over them is one batch call.
+      const std::size_t perStep =
+          std::max<std::size_t>(1, kNDSlabBytes / std::max<std::size_t>(slabBytes, 1));
+      std::size_t together = std::min(perStep, slabs);
+      while (slabs % together != 0) --together;
+      if (slabs / together >= 2) result.slabGroups.push_back({first, leading, slabs / together});
+      first = best;
+    } else {
+      ++first;
+    }
   }
   return result;
 }

@@ -25,9 +25,23 @@ struct NDPass {
   std::size_t targetBytes;
 };
 
+// Consecutive passes over the leading dimensions of the array that run slab by slab: each slab (one
+// element of the dimensions after them) goes through all of them while it is in the caches, instead of
+// each pass sweeping the whole array through memory.
+struct NDSlabGroup {
+  std::size_t firstPass;
+  std::size_t passCount;
+  std::size_t steps;  // the parts the arrays are cut into, each of one or several whole slabs
+};
+
+// Leading dimensions run slab by slab where a slab's largest array takes at most this much, so that its
+// arrays stay in a core's second-level cache from one pass to the next.
+inline constexpr std::size_t kNDSlabBytes = std::size_t{1} << 20;
+
 // All passes of a call and the scratch they need.
 struct NDPasses {
   std::vector<NDPass> passes;
+  std::vector<NDSlabGroup> slabGroups;
   std::size_t firstBytes = 0;
   std::size_t secondBytes = 0;
 
@@ -37,7 +51,9 @@ struct NDPasses {
 
 // The passes of an N-D FFT of `kind` (see fftND) with real elements of `realBytes`. The r2c pass comes
 // first and the c2r pass last; the c2c passes in between shrink the array before they grow it, so that
-// padding happens as late and cutting as early as it can. A pass whose arrays have the same layout works
+// padding happens as late and cutting as early as it can, and among passes that keep the size, those of
+// the leading dimensions lie next to each other, beside the r2c or c2r pass, so that they can run slab by
+// slab. A pass whose arrays have the same layout works
 // in place; the others alternate between the output, where it can hold them, and scratch, ending in the
 // output.
 NDPasses ndPassesOf(int kind, std::size_t realBytes, const std::uint64_t* lengths,

@@ -1,11 +1,23 @@
 #pragma once
 
 // Failure injection for the library's allocations, through the executable's own scalable_malloc and
-// fftw_malloc (allocation_overrides.cpp).
+// fftw_malloc (allocation_overrides.cpp), and the checks that a failure came out as it should.
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
+#include "backend/planner_lock.hpp"
 #include "tessel_fft/errors.hpp"
 
 namespace tessel_test {
@@ -38,6 +50,55 @@ std::string errorText(Call call) {
     return std::string("untyped ") + error.what();
   }
   return "";
+}
+
+// Ends the test program, naming `what` on stderr, unless alarm(0) comes within `seconds`: a call that
+// hangs (on a lock its own failure kept) fails at once instead of at the harness's timeout.
+inline void endAfter(unsigned seconds, const std::string& what) {
+  static char text[1024];
+  static std::size_t length;
+  length =
+      std::min<std::size_t>(sizeof text - 1, std::snprintf(text, sizeof text, "hangs: %s\n", what.c_str()));
+  std::signal(SIGALRM, [](int) {
+    [[maybe_unused]] const ssize_t written = ::write(2, text, length);
+    _exit(3);
+  });
+  alarm(seconds);
+}
+
+// Whether `call`, run on another thread while this one holds the planner lock, has not returned after
+// 100 ms and returns once the lock is released.
+inline bool waitsForThePlannerLock(const std::function<void()>& call) {
+  std::optional<tessel_fft::PlannerLock> held(std::in_place);
+  std::atomic<bool> returned{false};
+  std::thread caller([&] {
+    call();
+    returned.store(true);
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  const bool waited = !returned.load();
+  held.reset();
+  caller.join();
+  return waited && returned.load();
+}
+
+// Whether another thread takes the planner lock within a second. A failure that kept it would make the
+// next planner call wait for ever; this fails instead (a waiter left behind is detached).
+inline bool plannerLockFree() {
+  auto taken = std::make_shared<std::atomic<bool>>(false);
+  std::thread taker([taken] {
+    const tessel_fft::PlannerLock lock;
+    taken->store(true);
+  });
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+  while (!taken->load() && std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+  if (!taken->load()) {
+    taker.detach();
+    return false;
+  }
+  taker.join();
+  return true;
 }
 
 }  // namespace tessel_test

@@ -11,8 +11,8 @@
 #include <limits>
 #include <numeric>
 #include <sstream>
-#include <stdexcept>
 
+#include "support/allocation_control.hpp"
 #include "support/counting_cache.hpp"
 #include "support/reference.hpp"
 #include "tessel_fft/tessel_fft.hpp"
@@ -274,11 +274,7 @@ Outcome run(const Call& c, CacheSet& caches) {
   std::copy(input.begin(), input.end(), in);
   const std::vector<T> inBefore = inStore, outBefore = outStore;
   Outcome outcome;
-  try {
-    execute<T>(c, caches, in, out);
-  } catch (const std::runtime_error& error) {
-    outcome.error = error.what();
-  }
+  outcome.error = errorText([&] { execute<T>(c, caches, in, out); });
   outcome.output.resize(outStore.size() * sizeof(T));
   std::memcpy(outcome.output.data(), outStore.data(), outcome.output.size());
   std::ostringstream failure;

@@ -71,7 +71,7 @@ class CacheSet {
 };
 
 struct Outcome {
-  std::string error;                  // what() of the std::runtime_error the call threw, or ""
+  std::string error;                  // errorText of the call: what it threw, checked against its type
   std::string failure;                // what the checks found wrong, or ""
   std::vector<unsigned char> output;  // the output array's bytes after the call
 };

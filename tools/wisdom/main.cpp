@@ -18,19 +18,16 @@
 #include <utility>
 #include <vector>
 
+#include "command_line.hpp"
 #include "tessel_fft/tessel_fft.hpp"
 
 namespace {
 
 using tessel_fft::fftwContext;
+using tessel_tools::kFailureExit;
+using tessel_tools::split;
+using tessel_tools::UsageError;
 using u64 = std::uint64_t;
-
-constexpr int kFailureExit = 1;
-constexpr int kUsageExit = 2;
-
-struct UsageError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
 
 const char* const kUsage =
     "Usage: tessel-fft-wisdom -o FILE [options] ENTRY...\n"
@@ -88,24 +85,6 @@ struct Options {
   std::vector<Entry> entries;
 };
 
-std::vector<std::string> split(const std::string& text, char separator) {
-  std::vector<std::string> parts;
-  std::size_t start = 0;
-  for (std::size_t end; (end = text.find(separator, start)) != std::string::npos; start = end + 1)
-    parts.push_back(text.substr(start, end - start));
-  parts.push_back(text.substr(start));
-  return parts;
-}
-
-u64 wholeNumber(const std::string& text, const std::string& where) {
-  errno = 0;
-  char* end = nullptr;
-  const unsigned long long value = std::strtoull(text.c_str(), &end, 10);
-  if (text.empty() || text[0] == '-' || *end != '\0' || errno != 0 || value == 0)
-    throw UsageError(where + ": '" + text + "' is not a whole number above 0");
-  return value;
-}
-
 const std::vector<std::string> kFamilies = {
     "c2c",     "c2c-inv", "r2c",     "c2r",     "nocopy-c2c", "nocopy-c2c-inv", "nocopy-r2c", "nocopy-c2r",
     "dct1",    "dct2",    "dct3",    "dct4",    "dst1",       "dst2",           "dst3",       "dst4",
@@ -128,7 +107,7 @@ Entry parseEntry(const std::string& text) {
     entry.single = fields[next++] == "float";
   if (next >= fields.size()) throw UsageError("'" + text + "': no shape");
   for (const std::string& extent : split(fields[next++], 'x'))
-    entry.extents.push_back(wholeNumber(extent, text));
+    entry.extents.push_back(tessel_tools::wholeNumber("'" + text + "'", extent, 1));
   for (; next < fields.size(); ++next) {
     const std::string& option = fields[next];
     if (option == "complex") {
@@ -136,7 +115,7 @@ Entry parseEntry(const std::string& text) {
     } else if (option == "full") {
       entry.full = true;
     } else if (option.size() > 1 && option[0] == 't') {
-      entry.threads = wholeNumber(option.substr(1), text);
+      entry.threads = tessel_tools::wholeNumber("'" + text + "'", option.substr(1), 1);
     } else {
       throw UsageError("'" + text + "': unknown option '" + option + "'");
     }
@@ -170,47 +149,38 @@ void addEntriesFromFile(const std::string& path, std::vector<Entry>& entries) {
 
 Options parseOptions(int argc, const char* const* argv) {
   Options options;
-  for (int i = 1; i < argc; ++i) {
-    const std::string argument = argv[i];
-    const auto value = [&]() -> std::string {
-      if (i + 1 >= argc) throw UsageError(argument + " needs a value");
-      return argv[++i];
-    };
-    if (argument == "-h" || argument == "--help") {
-      options.help = true;
-    } else if (argument == "--version") {
-      options.version = true;
-    } else if (argument == "-o" || argument == "--output") {
-      options.output = value();
-    } else if (argument == "-f" || argument == "--entries") {
-      addEntriesFromFile(value(), options.entries);
-    } else if (argument == "--threads") {
-      options.threads = wholeNumber(value(), "--threads");
-    } else if (argument == "--append") {
-      options.append = true;
-    } else if (argument == "--strategy") {
-      const std::string name = value();
-      if (name == "measure") {
-        options.strategy = FFTW_MEASURE;
-      } else if (name == "patient") {
-        options.strategy = FFTW_PATIENT;
-      } else if (name == "exhaustive") {
-        options.strategy = FFTW_EXHAUSTIVE;
-      } else {
-        throw UsageError("--strategy wants measure, patient or exhaustive, not '" + name + "'");
-      }
-    } else if (argument == "--time-limit") {
-      const std::string text = value();
-      char* end = nullptr;
-      options.timeLimit = std::strtod(text.c_str(), &end);
-      if (text.empty() || *end != '\0' || !(options.timeLimit > 0))
-        throw UsageError("--time-limit wants seconds above 0, not '" + text + "'");
-    } else if (!argument.empty() && argument[0] == '-') {
-      throw UsageError("unknown option '" + argument + "'");
-    } else {
-      options.entries.push_back(parseEntry(argument));
-    }
-  }
+  const std::vector<tessel_tools::Option> table = {
+      tessel_tools::flag({"-h", "--help"}, options.help),
+      tessel_tools::flag({"--version"}, options.version),
+      tessel_tools::flag({"--append"}, options.append),
+      tessel_tools::valued({"-o", "--output"}, [&](const std::string& value) { options.output = value; }),
+      tessel_tools::valued({"-f", "--entries"},
+                           [&](const std::string& value) { addEntriesFromFile(value, options.entries); }),
+      tessel_tools::valued({"--threads"},
+                           [&](const std::string& value) {
+                             options.threads = tessel_tools::wholeNumber("--threads", value, 1);
+                           }),
+      tessel_tools::valued(
+          {"--strategy"},
+          [&](const std::string& name) {
+            const std::vector<std::pair<std::string, unsigned>> strategies = {
+                {"measure", FFTW_MEASURE}, {"patient", FFTW_PATIENT}, {"exhaustive", FFTW_EXHAUSTIVE}};
+            const auto found = std::find_if(strategies.begin(), strategies.end(),
+                                            [&](const auto& s) { return s.first == name; });
+            if (found == strategies.end())
+              throw UsageError("--strategy wants measure, patient or exhaustive, not '" + name + "'");
+            options.strategy = found->second;
+          }),
+      tessel_tools::valued({"--time-limit"},
+                           [&](const std::string& text) {
+                             char* end = nullptr;
+                             options.timeLimit = std::strtod(text.c_str(), &end);
+                             if (text.empty() || *end != '\0' || !(options.timeLimit > 0))
+                               throw UsageError("--time-limit wants seconds above 0, not '" + text + "'");
+                           }),
+  };
+  tessel_tools::parseCommandLine(
+      argc, argv, table, [&](const std::string& entry) { options.entries.push_back(parseEntry(entry)); });
   for (Entry& entry : options.entries)
     if (entry.threads == 0) entry.threads = options.threads;
   if (!options.help && !options.version) {
@@ -364,18 +334,8 @@ void runEntry(const Entry& entry, unsigned strategy) {
   runFft<T, tessel_fft::c2c>(entry, context, noCopy, kind == "c2c" ? FFTW_FORWARD : FFTW_BACKWARD);
 }
 
-int usageError(const std::string& message) {
-  std::cerr << "tessel-fft-wisdom: " << message << "\nTry 'tessel-fft-wisdom --help'.\n";
-  return kUsageExit;
-}
-
 int run(int argc, char** argv) {
-  Options options;
-  try {
-    options = parseOptions(argc, argv);
-  } catch (const UsageError& error) {
-    return usageError(error.what());
-  }
+  const Options options = parseOptions(argc, argv);
   if (options.help) {
     std::cout << kUsage;
     return 0;
@@ -431,10 +391,5 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    return run(argc, argv);
-  } catch (const std::exception& error) {
-    std::cerr << "tessel-fft-wisdom: " << error.what() << '\n';
-    return kFailureExit;
-  }
+  return tessel_tools::runProgram("tessel-fft-wisdom", [&] { return run(argc, argv); });
 }

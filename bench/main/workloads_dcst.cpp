@@ -1,4 +1,4 @@
-// The cosine and sine cases: quillDCST1D along a strided dimension, on real and on interleaved complex
+// The cosine and sine workloads: quillDCST1D along a strided dimension, on real and on interleaved complex
 // data, and dctIIND with orthonormal scaling in two and three dimensions. The plain side is one guru64
 // r2r plan on the caller's arrays plus the scaling loop that the library's convention needs; dctIIND has
 // a second one that plans in every call, as dctIIND itself does.
@@ -32,13 +32,16 @@ constexpr u64 logicalSize(int kind, u64 n) { return kind == 0 ? 2 * n - 2 : kind
 // `isComplex` the array holds interleaved complex values whose parts are transformed independently;
 // the plain plan does this with one more loop dimension of 2. `direction` 1 divides by the logical size.
 template <typename T, int Kind>
-Workload stridedDcst(const SuiteConfig& config, u64 d0, u64 n, u64 d2, int direction, bool isComplex) {
+Workload stridedDcst(const SuiteConfig& config, const StridedProblem& p) {
   struct State {
     explicit State(std::size_t values) : in(values), ours(values), plain(values) {}
     AlignedArray<T> in, ours, plain;
     tessel_fft::sharedDCSTPlanCache<T, Kind> cache;
     PlainPlan<T> plan;
   };
+  const u64 d0 = p.stride, n = p.n, d2 = p.blocks;
+  const int direction = p.direction;
+  const bool isComplex = p.isComplex;
   const u64 width = isComplex ? 2 : 1;
   const u64 values = d0 * n * d2 * width;
   auto state = std::make_shared<State>(values);
@@ -185,9 +188,9 @@ Workload orthonormalDct(const SuiteConfig& config, const std::vector<u64>& exten
 // Kind is a template argument of the library's entry: a table of the eight instantiations per precision.
 template <typename T, std::size_t... Kinds>
 Workload stridedDcstOf(const SuiteConfig& config, const StridedProblem& p, std::index_sequence<Kinds...>) {
-  using Builder = Workload (*)(const SuiteConfig&, u64, u64, u64, int, bool);
+  using Builder = Workload (*)(const SuiteConfig&, const StridedProblem&);
   constexpr Builder builders[] = {&stridedDcst<T, static_cast<int>(Kinds)>...};
-  return builders[p.dcstKind](config, p.stride, p.n, p.blocks, p.direction, p.isComplex);
+  return builders[p.dcstKind](config, p);
 }
 
 }  // namespace
@@ -198,42 +201,9 @@ Workload stridedDcstWorkload(const SuiteConfig& config, const StridedProblem& pr
                                  : stridedDcstOf<double>(config, problem, kinds);
 }
 
-std::vector<CaseDefinition> dcstCases() {
-  std::vector<CaseDefinition> cases;
-  cases.push_back({"dct2-strided", "quillDCST1D<double, 1>",
-                   "DCT-II (REDFT10) along dimension 2 of 64 x 1024 x 64 (stride 64)",
-                   [](const SuiteConfig& c) {
-                     return c.quick ? stridedDcst<double, 1>(c, 4, 32, 5, -1, false)
-                                    : stridedDcst<double, 1>(c, 64, 1024, 64, -1, false);
-                   }});
-  cases.push_back({"dst4-strided-inv", "quillDCST1D<double, 7>",
-                   "inverse DST-IV (RODFT11, divided by 2n) along dimension 2 of 64 x 1024 x 64",
-                   [](const SuiteConfig& c) {
-                     return c.quick ? stridedDcst<double, 7>(c, 4, 32, 5, 1, false)
-                                    : stridedDcst<double, 7>(c, 64, 1024, 64, 1, false);
-                   }});
-  cases.push_back({"dct2-strided-complex", "quillDCST1D<double, 1>",
-                   "DCT-II of the real and imaginary parts along dimension 2 of complex 64 x 1024 x 32",
-                   [](const SuiteConfig& c) {
-                     return c.quick ? stridedDcst<double, 1>(c, 4, 32, 5, -1, true)
-                                    : stridedDcst<double, 1>(c, 64, 1024, 32, -1, true);
-                   }});
-  for (const bool hosted : {false, true}) {
-    const std::string suffix = hosted ? "-ctx" : "";
-    const std::string entry = hosted ? "dctIIND<double> (context, cache)" : "dctIIND<double>";
-    const std::string how = hosted ? ", all threads, measured plans in a host cache" : ", one thread";
-    cases.push_back({"dctnd-2d" + suffix, entry, "orthonormal DCT-II of 1024 x 1024" + how,
-                     [hosted](const SuiteConfig& c) {
-                       return orthonormalDct<double>(
-                           c, c.quick ? std::vector<u64>{32, 24} : std::vector<u64>{1024, 1024}, hosted);
-                     }});
-    cases.push_back({"dctnd-3d" + suffix, entry, "orthonormal DCT-II of 128 x 128 x 128" + how,
-                     [hosted](const SuiteConfig& c) {
-                       return orthonormalDct<double>(
-                           c, c.quick ? std::vector<u64>{8, 6, 5} : std::vector<u64>{128, 128, 128}, hosted);
-                     }});
-  }
-  return cases;
+Workload orthonormalDctWorkload(const SuiteConfig& config, const std::vector<std::uint64_t>& extents,
+                                bool hosted) {
+  return orthonormalDct<double>(config, extents, hosted);
 }
 
 }  // namespace tessel_bench

@@ -4,7 +4,7 @@ set -euo pipefail
 
 packages=(g++ cmake make pkg-config libfftw3-dev libtbb-dev libgtest-dev libbenchmark-dev
   python3-dev pybind11-dev python3-numpy python3-scipy python3-pytest python3-hypothesis python3-dask
-  python3-distributed)
+  python3-distributed python3-venv python3-pip python3-setuptools python3-wheel)
 missing=()
 for package in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")

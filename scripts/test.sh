@@ -17,12 +17,19 @@ scripts/consumer_test.sh build/release
 # The Python package from the build tree: against numpy and scipy, scipy's own scipy.fft tests with it
 # as the global backend, and dask on two local worker processes. No tests found (exit 5) fails too.
 PYTHONPATH="$PWD/build/release/python" /usr/bin/python3 -m pytest -q -p no:cacheprovider tests/python
-# Installed, it finds the library through its RPATH.
+# Installed by CMake, it finds the library through its RPATH, and has its typing files.
 python_prefix=$(mktemp -d)
-trap 'rm -rf "$python_prefix"' EXIT
+venv=$(mktemp -d)
+trap 'rm -rf "$python_prefix" "$venv"' EXIT
 cmake --install build/release --prefix "$python_prefix" >/dev/null
 (cd / && PYTHONPATH=$(echo "$python_prefix"/lib/python3*/*-packages) /usr/bin/python3 -c \
-  "import numpy, tessel_fft; assert abs(tessel_fft.fft(numpy.ones(8))[0] - 8) < 1e-12")
+  "import numpy, pathlib, tessel_fft; assert abs(tessel_fft.fft(numpy.ones(8))[0] - 8) < 1e-12
+assert (pathlib.Path(tessel_fft.__file__).parent / 'py.typed').exists()")
+# Installed by pip into a fresh virtual environment (offline: the system's numpy, scipy and dask), then
+# the same tests from outside the source tree, against the installed package with the library inside it.
+/usr/bin/python3 -m venv --system-site-packages "$venv"
+CMAKE_BUILD_PARALLEL_LEVEL="$jobs" "$venv/bin/pip" install -q --no-build-isolation .
+(cd "$venv" && "$venv/bin/python" -m pytest -q -p no:cacheprovider "$OLDPWD/tests/python")
 
 cmake -S . -B build/sanitize -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESSEL_WERROR=ON \
   -DTESSEL_SANITIZE=address,undefined -DTESSEL_BUILD_MICROBENCH=OFF -DTESSEL_INSTALL=OFF \

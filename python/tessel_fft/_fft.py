@@ -1,5 +1,6 @@
 """scipy.fft's functions over the library's drivers: argument handling and the column-major view."""
 import math
+import numbers
 import operator
 import os
 import sys
@@ -7,52 +8,70 @@ import sys
 import numpy as np
 
 from . import _core
+from ._doc import documented
 
 try:
     from numpy.core.multiarray import normalize_axis_index
 except ImportError:  # numpy 2 moved it
     from numpy.lib.array_utils import normalize_axis_index
 
-_R2C, _C2R, _C2C = 0, 1, 2  # the library's FFT kinds
+_R2C, _C2R, _C2C, _R2C_HALF = 0, 1, 2, 3  # the library's 1-D FFT kinds; 0..2 are also its N-D kinds
 _FORWARD, _BACKWARD = -1, 1  # FFTW's signs; the library divides by n under _BACKWARD
 _NORMS = {None: 0, "backward": 0, "ortho": 1, "forward": 2}
 _SQRT2 = math.sqrt(2.0)
-_SERVED = (np.float32, np.float64, np.complex64, np.complex128)
+_SERVED = frozenset(np.dtype(t) for t in (np.float32, np.float64, np.complex64, np.complex128))
+_CPUS = os.cpu_count() or 1
 
 
 def set_planner(name):
     """How new plans are made: "estimate" (FFTW_ESTIMATE, the default: no planning time), "measure"
     (FFTW_MEASURE: a first call of each shape takes longer, later ones may run faster) or "hybrid"
-    (measure up to 8192 points, estimate above). Plans already cached stay as they are."""
+    (measure up to 8192 points, estimate above). Plans already cached stay as they are.
+
+    Parameters
+    ----------
+    name : {"estimate", "measure", "hybrid"}
+
+    Raises
+    ------
+    ValueError
+        For any other name.
+    """
     _core.set_plan_strategy(name)
 
 
 def _inexact(x):
     """x as an array of the dtype scipy.fft computes in: float16 as float32, integers and booleans as
-    float64, native byte order. Long double has no transforms here (TypeError)."""
+    float64, native byte order, aligned. Long double has no transforms here (TypeError)."""
+    if type(x) is np.ndarray and x.dtype in _SERVED and x.flags.aligned:
+        return x  # the common case, first: small calls pay for every check
     x = np.asarray(x)
     if x.dtype == np.float16:
         return x.astype(np.float32)
     if x.dtype.kind not in "fc":
         return np.asarray(x, np.float64)
     native = x.dtype.newbyteorder("=")
-    if native.type not in _SERVED:
+    if native not in _SERVED:
         raise TypeError(f"tessel_fft has no transforms in {x.dtype}")
     x = np.asarray(x, native)
     return x if x.flags.aligned else x.copy()
 
 
 def _norm(norm, forward):
-    """0 unscaled, 1 divided by sqrt(n), 2 divided by n, for this direction."""
+    """0 unscaled, 1 divided by sqrt(n), 2 divided by n, for this direction. An unhashable norm is
+    scipy's TypeError."""
     try:
         inorm = _NORMS[norm]
-    except (KeyError, TypeError):
+    except KeyError:
         raise ValueError(f'Invalid norm value {norm!r}, should be "backward", "ortho" or "forward"') from None
     return inorm if forward else 2 - inorm
 
 
 def _length(n, default):
-    n = default if n is None else operator.index(n)
+    if n is None:
+        n = default
+    elif n.__class__ is not int:
+        n = operator.index(n)
     if n < 1:
         raise ValueError(f"invalid number of data points ({n}) specified")
     return n
@@ -64,16 +83,16 @@ def _workers(workers):
     if workers is None:
         scipy_fft = sys.modules.get("scipy.fft")
         return scipy_fft.get_workers() if scipy_fft is not None else 1
-    workers = operator.index(workers)
-    cpus = os.cpu_count() or 1
+    if workers.__class__ is not int:
+        workers = operator.index(workers)
     if workers < 0:
-        if workers < -cpus:
-            raise ValueError(f"workers value out of range; got {workers}, must not be less than {-cpus}")
-        workers += 1 + cpus
+        if workers < -_CPUS:
+            raise ValueError(f"workers value out of range; got {workers}, must not be less than {-_CPUS}")
+        workers += 1 + _CPUS
     elif workers == 0:
         raise ValueError("workers must not be zero")
     # More threads than CPUs cannot help, and FFTW would start them all for one long vector.
-    return min(workers, cpus)
+    return min(workers, _CPUS)
 
 
 def _no_plan(plan):
@@ -81,15 +100,10 @@ def _no_plan(plan):
         raise NotImplementedError("Passing a precomputed plan is not supported")
 
 
-def _layout(x, axis):
-    """(array, stride, order): a C- or Fortran-contiguous array is used where it lies, anything else is
-    copied once to C order. A C array is the column-major array of the reversed shape, so the stride of
-    `axis` is the product of the extents after it; in a Fortran array, of those before it."""
-    if not (x.flags.c_contiguous or x.flags.f_contiguous):
-        x = np.ascontiguousarray(x)
-    if x.flags.c_contiguous:
-        return x, math.prod(x.shape[axis + 1:]), "C"
-    return x, math.prod(x.shape[:axis]), "F"
+def _contiguous(x):
+    """x if it is C- or Fortran-contiguous, else a C copy: the library reads either where it lies."""
+    flags = x.flags
+    return x if flags.c_contiguous or flags.f_contiguous else np.ascontiguousarray(x)
 
 
 def _single(dtype):
@@ -104,91 +118,318 @@ def _real_of(dtype):
     return np.dtype(np.float32 if _single(dtype) else np.float64)
 
 
-def _output(x, axis, length, dtype, order):
+def _placed(x, axis, out_length, dtype):
+    """(x, out, stride, input length, vectors) of a 1-D call along `axis`: x where it lies if it is C- or
+    Fortran-contiguous (else a C copy), a new output in its layout, the column-major view of both. In
+    one function, since small calls pay for every Python call."""
+    flags = x.flags
+    if not (flags.c_contiguous or flags.f_contiguous):
+        x = np.ascontiguousarray(x)
     shape = list(x.shape)
-    shape[axis] = length
-    return np.empty(shape, dtype, order=order)
+    c_order = x.flags.c_contiguous
+    stride = math.prod(shape[axis + 1:]) if c_order else math.prod(shape[:axis])
+    length, shape[axis] = shape[axis], out_length
+    out = np.empty(shape, dtype, "C" if c_order else "F")
+    return x, out, stride, length, out.size // out_length if out_length else 0
 
 
-def _run_fft(kind, x, axis, n, dtype, sign, workers):
-    """quillFFT1D along `axis` into a new array of n elements there, in the layout of x."""
-    x, stride, order = _layout(x, axis)
-    out = _output(x, axis, n, dtype, order)
-    if out.size:
-        if x.shape[axis] == 0:  # all padding
+def _run_fft(kind, x, axis, n, out_length, dtype, sign, workers):
+    """The library's 1-D FFT along `axis` into a new array of out_length elements there."""
+    x, out, stride, length, vectors = _placed(x, axis, out_length, dtype)
+    if vectors:
+        if length == 0:  # all padding
             out.fill(0)
         else:
-            _core.fft(kind, _single(x.dtype), x, out, stride, n, x.shape[axis], out.size // n, sign, workers)
+            _core.fft(kind, dtype.char in "fF", x, out, stride, n, length, vectors, sign, workers)
     return out
 
 
 def _scaled(out, inorm, n, divided):
     """Applies what the norm wants beyond what the library did (nothing, or a division by n)."""
-    wanted = (1.0, 1.0 / math.sqrt(n), 1.0 / n)[inorm]
-    factor = wanted * n if divided else wanted
-    if factor != 1.0:
-        np.multiply(out, factor, out=out)
+    if inorm == (2 if divided else 0):
+        return out
+    factor = (1.0, 1.0 / math.sqrt(n), 1.0 / n)[inorm]
+    np.multiply(out, factor * n if divided else factor, out=out)
     return out
+
+
+def _axis(axis, x):
+    if axis.__class__ is not int:
+        axis = operator.index(axis)
+    return normalize_axis_index(axis, x.ndim)
 
 
 def _c2c(forward, x, n, axis, norm, workers, plan):
     _no_plan(plan)
     x = _inexact(x)
-    axis = normalize_axis_index(operator.index(axis), x.ndim)
+    axis = _axis(axis, x)
     n = _length(n, x.shape[axis])
     inorm, workers = _norm(norm, forward), _workers(workers)
-    if x.dtype.kind == "f" and forward:
-        # The r2c entry gives the full spectrum, and its division by n (under _BACKWARD) serves "forward".
-        divided = inorm == 2
-        out = _run_fft(_R2C, x, axis, n, _complex_of(x.dtype), _BACKWARD if divided else _FORWARD, workers)
-        return _scaled(out, inorm, n, divided)
-    x = x.astype(_complex_of(x.dtype), copy=False)
-    out = _run_fft(_C2C, x, axis, n, x.dtype, _FORWARD if forward else _BACKWARD, workers)
+    dtype = x.dtype
+    if dtype.kind == "f":
+        dtype = _complex_of(dtype)
+        if forward:
+            # The full-spectrum r2c, whose division by n (under _BACKWARD) serves "forward".
+            divided = inorm == 2
+            out = _run_fft(_R2C, x, axis, n, n, dtype, _BACKWARD if divided else _FORWARD, workers)
+            return _scaled(out, inorm, n, divided)
+        x = x.astype(dtype)
+    out = _run_fft(_C2C, x, axis, n, n, dtype, _FORWARD if forward else _BACKWARD, workers)
     return _scaled(out, inorm, n, not forward)
 
 
-def fft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None):
-    """scipy.fft.fft: the DFT along `axis`; real input gives the full spectrum."""
-    return _c2c(True, x, n, axis, norm, workers, plan)
-
-
-def ifft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None):
-    """scipy.fft.ifft: the inverse DFT along `axis`."""
-    return _c2c(False, x, n, axis, norm, workers, plan)
-
-
-def rfft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None):
-    """scipy.fft.rfft: the n//2+1 non-negative frequencies of the DFT of real input."""
-    _no_plan(plan)
+def _real(x):
     x = _inexact(x)
     if x.dtype.kind == "c":
         raise TypeError("x must be a real sequence")
-    axis = normalize_axis_index(operator.index(axis), x.ndim)
+    return x
+
+
+def _r2c(inorm, x, n, axis, workers, plan):
+    """The n//2+1 non-negative frequencies along `axis`, scaled as inorm says."""
+    _no_plan(plan)
+    x = _real(x)
+    axis = _axis(axis, x)
     n = _length(n, x.shape[axis])
-    inorm, workers = _norm(norm, True), _workers(workers)
     divided = inorm == 2
-    # The library's r2c writes the full Hermitian spectrum; the non-negative half is its first rows.
-    full = _run_fft(_R2C, x, axis, n, _complex_of(x.dtype), _BACKWARD if divided else _FORWARD, workers)
-    half = full[(slice(None),) * axis + (slice(0, n // 2 + 1),)]
-    return _scaled(np.array(half, order="K"), inorm, n, divided)
+    out = _run_fft(_R2C_HALF, x, axis, n, n // 2 + 1, _complex_of(x.dtype),
+                   _BACKWARD if divided else _FORWARD, _workers(workers))
+    return _scaled(out, inorm, n, divided)
 
 
-def irfft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None):
-    """scipy.fft.irfft: the real signal of n points (default 2*(m-1)) whose rfft is x."""
+def _c2r(inorm, conjugate, x, n, axis, workers, plan):
+    """The real signal of n points (default 2*(m-1)) whose half spectrum along `axis` is x, or its
+    conjugate."""
     _no_plan(plan)
     x = _inexact(x)
-    x = x.astype(_complex_of(x.dtype), copy=False)
-    axis = normalize_axis_index(operator.index(axis), x.ndim)
+    if x.dtype.kind == "f":
+        x = x.astype(_complex_of(x.dtype))
+    if conjugate:
+        x = np.conjugate(x)
+    axis = _axis(axis, x)
     n = _length(n, 2 * (x.shape[axis] - 1))
-    inorm, workers = _norm(norm, False), _workers(workers)
     divided = inorm == 2
-    out = _run_fft(_C2R, x, axis, n, _real_of(x.dtype), _BACKWARD if divided else _FORWARD, workers)
+    out = _run_fft(_C2R, x, axis, n, n, _real_of(x.dtype), _BACKWARD if divided else _FORWARD,
+                   _workers(workers))
     return _scaled(out, inorm, n, divided)
+
+
+@documented("fft")
+def fft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None):
+    return _c2c(True, x, n, axis, norm, workers, plan)
+
+
+@documented("ifft")
+def ifft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None):
+    return _c2c(False, x, n, axis, norm, workers, plan)
+
+
+@documented("rfft")
+def rfft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None):
+    return _r2c(_norm(norm, True), x, n, axis, workers, plan)
+
+
+@documented("irfft")
+def irfft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None):
+    return _c2r(_norm(norm, False), False, x, n, axis, workers, plan)
+
+
+@documented("hfft")
+def hfft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None):
+    # scipy's definition: the irfft of the conjugate, scaled as a forward transform.
+    return _c2r(_norm(norm, True), True, x, n, axis, workers, plan)
+
+
+@documented("ihfft")
+def ihfft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None):
+    out = _r2c(_norm(norm, False), x, n, axis, workers, plan)
+    return np.conjugate(out, out=out)
+
+
+def _ints(values, name):
+    """scipy's reading of `s` or `axes`: a number or an iterable of integers, else ValueError."""
+    if values.__class__ is not tuple and values.__class__ is not list and isinstance(values, numbers.Number):
+        values = (values,)
+    try:
+        return [v if v.__class__ is int else operator.index(v) for v in values]
+    except TypeError as error:
+        raise ValueError(f"{name} must be a scalar or iterable of integers") from error
+
+
+def _shape_and_axes(x, s, axes):
+    """scipy.fft's reading of `s` and `axes` for the N-D functions: lists of the lengths and of the
+    axes (non-negative), in the caller's order."""
+    ndim = x.ndim
+    if axes is not None:
+        axes = [a + ndim if a < 0 else a for a in _ints(axes, "axes")]
+        for a in axes:
+            if a >= ndim or a < 0:
+                raise ValueError("axes exceeds dimensionality of input")
+        if len(set(axes)) != len(axes):
+            raise ValueError("all axes must be unique")
+    if s is not None:
+        s = _ints(s, "shape")
+        if axes and len(axes) != len(s):
+            raise ValueError("when given, axes and shape arguments have to be of the same length")
+        if axes is None:
+            if len(s) > x.ndim:
+                raise ValueError("shape requires more axes than are present")
+            axes = list(range(x.ndim - len(s), x.ndim))
+        s = [x.shape[a] if m == -1 else m for m, a in zip(s, axes)]
+    else:
+        axes = list(range(x.ndim)) if axes is None else axes
+        s = [x.shape[a] for a in axes]
+    if s and min(s) < 1:
+        raise ValueError(f"invalid number of data points ({s}) specified")
+    return s, axes
+
+
+def _run_fftn(kind, x, s, axes, dtype, sign, workers):
+    """The library's N-D FFT over `axes` (the last is the half-spectrum one of the real kinds) into a
+    new array in the layout of x. A C array is the column-major array of the reversed shape, so numpy
+    axis a is column-major dimension ndim-1-a there, and a in a Fortran array."""
+    flags = x.flags
+    if not (flags.c_contiguous or flags.f_contiguous):
+        x = np.ascontiguousarray(x)
+    c_order = x.flags.c_contiguous
+    lengths = list(x.shape)
+    for length, axis in zip(s, axes):
+        lengths[axis] = length
+    shape = list(lengths)
+    if kind == _R2C:
+        shape[axes[-1]] = s[-1] // 2 + 1
+    out = np.empty(shape, dtype, "C" if c_order else "F")
+    if out.size:
+        if x.size == 0:  # all padding
+            out.fill(0)
+        else:
+            last = x.ndim - 1
+            dims = [last - a for a in axes[::-1]] if c_order else axes[::-1]
+            dims = dims[:1] + dims[1:][::-1]  # the half-spectrum dimension first, the others as given
+            _core.fftn(kind, _single(x.dtype), x, out, lengths[::-1] if c_order else lengths,
+                       list(x.shape[::-1] if c_order else x.shape), dims, sign, workers)
+    return out
+
+
+def _c2cn(forward, x, s, axes, norm, workers, plan):
+    _no_plan(plan)
+    original = x
+    x = _inexact(x)
+    s, axes = _shape_and_axes(x, s, axes)
+    inorm, workers = _norm(norm, forward), _workers(workers)
+    if not axes:
+        return original
+    if len(axes) == 1:
+        return _c2c(forward, x, s[0], axes[0], norm, workers, None)
+    if x.dtype.kind == "f":
+        x = x.astype(_complex_of(x.dtype))
+    out = _run_fftn(_C2C, x, s, axes, x.dtype, _FORWARD if forward else _BACKWARD, workers)
+    return _scaled(out, inorm, math.prod(s), not forward)
+
+
+def _r2cn(inorm, x, s, axes, workers, plan):
+    _no_plan(plan)
+    x = _real(x)
+    s, axes = _shape_and_axes(x, s, axes)
+    workers = _workers(workers)
+    if not axes:
+        raise ValueError("at least 1 axis must be transformed")
+    if len(axes) == 1:  # the 1-D call costs less per call (scipy.signal's 1-D convolutions come here)
+        return _r2c(inorm, x, s[0], axes[0], workers, None)
+    divided = inorm == 2
+    out = _run_fftn(_R2C, x, s, axes, _complex_of(x.dtype), _BACKWARD if divided else _FORWARD, workers)
+    return _scaled(out, inorm, math.prod(s), divided)
+
+
+def _c2rn(inorm, conjugate, x, s, axes, workers, plan):
+    _no_plan(plan)
+    x = _inexact(x)
+    given = s is not None
+    s, axes = _shape_and_axes(x, s, axes)
+    workers = _workers(workers)
+    if not axes:
+        raise ValueError("at least 1 axis must be transformed")
+    if len(axes) == 1:
+        return _c2r(inorm, conjugate, x, s[0] if given else None, axes[0], workers, None)
+    if x.dtype.kind == "f":
+        x = x.astype(_complex_of(x.dtype))
+    if conjugate:
+        x = np.conjugate(x)
+    if not given:
+        s[-1] = 2 * (x.shape[axes[-1]] - 1)
+        if s[-1] < 1:
+            raise ValueError(f"invalid number of data points ({s[-1]}) specified")
+    divided = inorm == 2
+    out = _run_fftn(_C2R, x, s, axes, _real_of(x.dtype), _BACKWARD if divided else _FORWARD, workers)
+    return _scaled(out, inorm, math.prod(s), divided)
+
+
+@documented("fftn")
+def fftn(x, s=None, axes=None, norm=None, overwrite_x=False, workers=None, *, plan=None):
+    return _c2cn(True, x, s, axes, norm, workers, plan)
+
+
+@documented("ifftn")
+def ifftn(x, s=None, axes=None, norm=None, overwrite_x=False, workers=None, *, plan=None):
+    return _c2cn(False, x, s, axes, norm, workers, plan)
+
+
+@documented("rfftn")
+def rfftn(x, s=None, axes=None, norm=None, overwrite_x=False, workers=None, *, plan=None):
+    return _r2cn(_norm(norm, True), x, s, axes, workers, plan)
+
+
+@documented("irfftn")
+def irfftn(x, s=None, axes=None, norm=None, overwrite_x=False, workers=None, *, plan=None):
+    return _c2rn(_norm(norm, False), False, x, s, axes, workers, plan)
+
+
+@documented("hfftn")
+def hfftn(x, s=None, axes=None, norm=None, overwrite_x=False, workers=None, *, plan=None):
+    return _c2rn(_norm(norm, True), True, x, s, axes, workers, plan)
+
+
+@documented("ihfftn")
+def ihfftn(x, s=None, axes=None, norm=None, overwrite_x=False, workers=None, *, plan=None):
+    out = _r2cn(_norm(norm, False), x, s, axes, workers, plan)
+    return np.conjugate(out, out=out)
+
+
+@documented("fft2")
+def fft2(x, s=None, axes=(-2, -1), norm=None, overwrite_x=False, workers=None, *, plan=None):
+    return _c2cn(True, x, s, axes, norm, workers, plan)
+
+
+@documented("ifft2")
+def ifft2(x, s=None, axes=(-2, -1), norm=None, overwrite_x=False, workers=None, *, plan=None):
+    return _c2cn(False, x, s, axes, norm, workers, plan)
+
+
+@documented("rfft2")
+def rfft2(x, s=None, axes=(-2, -1), norm=None, overwrite_x=False, workers=None, *, plan=None):
+    return rfftn(x, s, axes, norm, overwrite_x, workers, plan=plan)
+
+
+@documented("irfft2")
+def irfft2(x, s=None, axes=(-2, -1), norm=None, overwrite_x=False, workers=None, *, plan=None):
+    return irfftn(x, s, axes, norm, overwrite_x, workers, plan=plan)
+
+
+@documented("hfft2")
+def hfft2(x, s=None, axes=(-2, -1), norm=None, overwrite_x=False, workers=None, *, plan=None):
+    return hfftn(x, s, axes, norm, overwrite_x, workers, plan=plan)
+
+
+@documented("ihfft2")
+def ihfft2(x, s=None, axes=(-2, -1), norm=None, overwrite_x=False, workers=None, *, plan=None):
+    return ihfftn(x, s, axes, norm, overwrite_x, workers, plan=plan)
 
 
 def _resized(x, axis, n):
     """A new array with x cut or zero padded to n along axis."""
-    out = _output(x, axis, n, x.dtype, "C")
+    shape = list(x.shape)
+    shape[axis] = n
+    out = np.empty(shape, x.dtype)
     kept = min(n, x.shape[axis])
     out[(slice(None),) * axis + (slice(kept, None),)] = 0
     out[(slice(None),) * axis + (slice(0, kept),)] = x[(slice(None),) * axis + (slice(0, kept),)]
@@ -208,11 +449,30 @@ _WEIGHTS = {
 }
 
 
-def _r2r(sine, forward, x, type, n, axis, norm, workers, orthogonalize):
+def _type(type, sine):
+    """scipy's rule: an integer from 1 to 4 (True counts as 1); other types are a TypeError."""
+    if type.__class__ is not int:
+        try:
+            type = operator.index(type)
+        except TypeError:
+            raise TypeError(f"{'DST' if sine else 'DCT'} type must be an integer, not {type!r}") from None
     if type not in (1, 2, 3, 4):
         raise ValueError(f"invalid {'DST' if sine else 'DCT'} type {type!r}")
+    return type
+
+
+def _orthogonalize(orthogonalize):
+    """None or anything with a truth value that is a number or a boolean, as scipy accepts."""
+    if orthogonalize is None or isinstance(orthogonalize, (bool, np.bool_, numbers.Number)):
+        return orthogonalize
+    raise TypeError(f"orthogonalize must be None or a boolean, not {orthogonalize!r}")
+
+
+def _r2r(sine, forward, x, type, n, axis, norm, workers, orthogonalize):
+    type = _type(type, sine)
+    orthogonalize = _orthogonalize(orthogonalize)
     x = _inexact(x)
-    axis = normalize_axis_index(operator.index(axis), x.ndim)
+    axis = _axis(axis, x)
     n = _length(n, x.shape[axis])
     inorm, workers = _norm(norm, forward), _workers(workers)
     if not forward and type in (2, 3):
@@ -227,15 +487,14 @@ def _r2r(sine, forward, x, type, n, axis, norm, workers, orthogonalize):
         x = _resized(x, axis, n)
         for element in weighted_in:
             x[(slice(None),) * axis + (element,)] *= _SQRT2
-    kind = type - 1 + (4 if sine else 0)
-    x, stride, order = _layout(x, axis)
-    out = _output(x, axis, n, x.dtype, order)
-    if out.size:
-        if x.shape[axis] == 0:
+    dtype = x.dtype
+    x, out, stride, length, vectors = _placed(x, axis, n, dtype)
+    if vectors:
+        if length == 0:
             out.fill(0)
         else:
-            _core.dcst(kind, _single(x.dtype), x, out, stride, n, x.shape[axis], out.size // n,
-                       1 if inorm == 2 else 0, x.dtype.kind == "c", workers)
+            _core.dcst(type - 1 + (4 if sine else 0), dtype.char in "fF", x, out, stride, n, length, vectors,
+                       1 if inorm == 2 else 0, dtype.kind == "c", workers)
     if inorm == 1:
         np.multiply(out, 1.0 / math.sqrt(logical), out=out)
     for element in weighted_out:
@@ -243,52 +502,30 @@ def _r2r(sine, forward, x, type, n, axis, norm, workers, orthogonalize):
     return out
 
 
+@documented("dct")
 def dct(x, type=2, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, orthogonalize=None):
-    """scipy.fft.dct: the DCT of type 1 to 4 along `axis`."""
     return _r2r(False, True, x, type, n, axis, norm, workers, orthogonalize)
 
 
+@documented("idct")
 def idct(x, type=2, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, orthogonalize=None):
-    """scipy.fft.idct: the inverse of dct of the same type and norm."""
     return _r2r(False, False, x, type, n, axis, norm, workers, orthogonalize)
 
 
+@documented("dst")
 def dst(x, type=2, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, orthogonalize=None):
-    """scipy.fft.dst: the DST of type 1 to 4 along `axis`."""
     return _r2r(True, True, x, type, n, axis, norm, workers, orthogonalize)
 
 
+@documented("idst")
 def idst(x, type=2, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, orthogonalize=None):
-    """scipy.fft.idst: the inverse of dst of the same type and norm."""
     return _r2r(True, False, x, type, n, axis, norm, workers, orthogonalize)
-
-
-def _shape_and_axes(x, s, axes):
-    """scipy.fft's reading of `s` and `axes` for the N-D functions."""
-    if axes is not None:
-        axes = [operator.index(a) for a in np.atleast_1d(np.asarray(axes, dtype=object))]
-        axes = [normalize_axis_index(a, x.ndim) for a in axes]
-        if len(set(axes)) != len(axes):
-            raise ValueError("all axes must be unique")
-    if s is not None:
-        s = [operator.index(m) for m in np.atleast_1d(np.asarray(s, dtype=object))]
-        if axes is not None and len(axes) != len(s):
-            raise ValueError("when given, axes and shape arguments have to be of the same length")
-        if axes is None:
-            if len(s) > x.ndim:
-                raise ValueError("shape requires more axes than are present")
-            axes = list(range(x.ndim - len(s), x.ndim))
-        s = [x.shape[a] if m == -1 else m for m, a in zip(s, axes)]
-    else:
-        axes = list(range(x.ndim)) if axes is None else axes
-        s = [x.shape[a] for a in axes]
-    if any(m < 1 for m in s):
-        raise ValueError(f"invalid number of data points ({s}) specified")
-    return s, axes
 
 
 def _r2rn(sine, forward, x, type, s, axes, norm, workers, orthogonalize):
     original = x
+    type = _type(type, sine)
+    orthogonalize = _orthogonalize(orthogonalize)
     x = _inexact(x)
     s, axes = _shape_and_axes(x, s, axes)
     if not axes:
@@ -301,8 +538,7 @@ def _r2rn(sine, forward, x, type, s, axes, norm, workers, orthogonalize):
             x = _r2r(sine, forward, x, type, length, axis, norm, workers, orthogonalize)
         return x
     threads = _workers(workers)
-    if not (x.flags.c_contiguous or x.flags.f_contiguous):
-        x = np.ascontiguousarray(x)
+    x = _contiguous(x)
     order = "C" if x.flags.c_contiguous else "F"
     out = np.empty(x.shape, x.dtype, order=order)
     _core.dctn(x, out, list(x.shape[::-1] if order == "C" else x.shape), not forward, inorm == 1, threads)
@@ -316,21 +552,21 @@ def _r2rn(sine, forward, x, type, s, axes, norm, workers, orthogonalize):
     return out
 
 
+@documented("dctn")
 def dctn(x, type=2, s=None, axes=None, norm=None, overwrite_x=False, workers=None, orthogonalize=None):
-    """scipy.fft.dctn: the DCT over `axes` (all by default); type 2 over every axis is one N-D call."""
     return _r2rn(False, True, x, type, s, axes, norm, workers, orthogonalize)
 
 
+@documented("idctn")
 def idctn(x, type=2, s=None, axes=None, norm=None, overwrite_x=False, workers=None, orthogonalize=None):
-    """scipy.fft.idctn: the inverse of dctn of the same type and norm."""
     return _r2rn(False, False, x, type, s, axes, norm, workers, orthogonalize)
 
 
+@documented("dstn")
 def dstn(x, type=2, s=None, axes=None, norm=None, overwrite_x=False, workers=None, orthogonalize=None):
-    """scipy.fft.dstn: the DST over `axes`, one axis after another."""
     return _r2rn(True, True, x, type, s, axes, norm, workers, orthogonalize)
 
 
+@documented("idstn")
 def idstn(x, type=2, s=None, axes=None, norm=None, overwrite_x=False, workers=None, orthogonalize=None):
-    """scipy.fft.idstn: the inverse of dstn of the same type and norm."""
     return _r2rn(True, False, x, type, s, axes, norm, workers, orthogonalize)

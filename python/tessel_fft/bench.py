@@ -1,9 +1,13 @@
 """tessel_fft beside scipy.fft (one worker and all) and numpy.fft, in one process, on the cases of
-tessel-fft-bench that a numpy user meets. Run: python3 -m tessel_fft.bench [--runs N] [--quick].
+tessel-fft-bench that a numpy user meets, small calls whose time is mostly the Python layer's, and N-D
+transforms. Run: python3 -m tessel_fft.bench [--runs N] [--quick].
 
 Each case is a numpy array in C order; the column-major shape of tessel-fft-bench is its reversed shape.
 Every side is called once before timing (plans made, caches warm), then the sides alternate and the
-median of each is reported. The ratio is ours / scipy.fft with all workers: below 1 we are faster.
+median of each is reported; a call shorter than a millisecond is timed over enough repetitions to take
+about one. The ratio is ours / scipy.fft with all workers: below 1 we are faster. The fftconvolve case
+runs scipy.signal.fftconvolve with tessel_fft.scipy_backend as its scipy.fft backend (ours) and without
+(scipy, under scipy.fft.set_workers).
 """
 import argparse
 import os
@@ -13,6 +17,7 @@ import time
 
 import numpy as np
 import scipy.fft
+import scipy.signal
 
 import tessel_fft
 
@@ -48,19 +53,63 @@ def _cases(rng):
          {"axis": 1, "type": 4}),
         ("dctn-2d (1024 x 1024)", "dctn", rng.standard_normal((1024, 1024)), {}),
         ("dctn-3d (128 x 128 x 128)", "dctn", rng.standard_normal((128, 128, 128)), {}),
+        # Small calls: at most 4 KiB each, where the cost per call is the Python layer's and the call's.
+        ("small-c2c (64 x 8)", "fft", _complex(rng, (8, 64)), {}),
+        ("small-c2c-inv-ortho (256)", "ifft", _complex(rng, (256,)), {"norm": "ortho"}),
+        ("small-rfft (512)", "rfft", rng.standard_normal(512), {}),
+        ("small-irfft (129 x 2)", "irfft", _complex(rng, (2, 129)), {}),
+        ("small-dct2 (16 x 16)", "dct", rng.standard_normal((16, 16)), {}),
+        ("small-fft2 (16 x 16)", "fft2", _complex(rng, (16, 16)), {}),
+        ("small-dctn (16 x 16)", "dctn", rng.standard_normal((16, 16)), {}),
+        # N-D FFTs.
+        ("rfftn-2d (2048 x 2048)", "rfftn", rng.standard_normal((2048, 2048)), {}),
+        ("fftn-3d (256 x 256 x 256)", "fftn", _complex(rng, (256, 256, 256)), {}),
+        ("fftconvolve (2048 x 2048, 64 x 64)", "fftconvolve",
+         (rng.standard_normal((2048, 2048)), rng.standard_normal((64, 64))), {}),
     ]
 
 
+def _fftconvolve(backend, workers):
+    """scipy.signal.fftconvolve through a scipy.fft backend, on `workers` threads."""
+    def call(pair, **kwargs):
+        with scipy.fft.set_backend(backend, only=True), scipy.fft.set_workers(workers):
+            return scipy.signal.fftconvolve(*pair, **kwargs)
+    return call
+
+
+def _sides(function):
+    """(ours, scipy.fft, numpy.fft or None), each called as side(x, workers, **kwargs)."""
+    if function == "fftconvolve":
+        return (lambda x, workers, **k: _fftconvolve(tessel_fft.scipy_backend, workers)(x, **k),
+                lambda x, workers, **k: _fftconvolve("scipy", workers)(x, **k), None)
+    ours, theirs = getattr(tessel_fft, function), getattr(scipy.fft, function)
+    numpy_fn = getattr(np.fft, function, None)
+    return (lambda x, workers, **k: ours(x, workers=workers, **k),
+            lambda x, workers, **k: theirs(x, workers=workers, **k),
+            None if numpy_fn is None else lambda x, workers, **k: numpy_fn(x, **k))
+
+
+def _format(ms):
+    return f"{ms * 1e3:.1f} us" if ms < 0.1 else f"{ms:.2f} ms"
+
+
 def _median_ms(calls, runs):
-    """Alternates the calls `runs` times after one warm-up each; the median of each, in ms."""
-    for call in calls.values():
+    """Alternates the calls `runs` times after one warm-up each; the median of each, in ms. A call
+    shorter than a millisecond is repeated within each run, so that the clock's resolution and the
+    timing loop do not count."""
+    repeats = {}
+    for name, call in calls.items():
+        start = time.perf_counter()
         call()
+        repeats[name] = max(1, min(10000, int(1e-3 / max(time.perf_counter() - start, 1e-7))))
     times = {name: [] for name in calls}
     for _ in range(runs):
         for name, call in calls.items():
+            count = repeats[name]
             start = time.perf_counter()
-            call()
-            times[name].append((time.perf_counter() - start) * 1e3)
+            for _ in range(count):
+                call()
+            times[name].append((time.perf_counter() - start) * 1e3 / count)
     return {name: statistics.median(values) for name, values in times.items()}
 
 
@@ -83,26 +132,29 @@ def main(argv=None):
           f"numpy {np.__version__}, {cpus} worker(s) for 'all', median of {runs} runs"
           + (" [--quick: timings not meaningful]" if args.quick else ""))
     print()
-    print("| case | function | ours, all | scipy, 1 | scipy, all | numpy | ours / scipy all | rel. L2 error |")
-    print("|:--|:--|--:|--:|--:|--:|--:|--:|")
+    print("| case | function | ours, 1 | ours, all | scipy, 1 | scipy, all | numpy | ours all / scipy all "
+          "| rel. L2 error |")
+    print("|:--|:--|--:|--:|--:|--:|--:|--:|--:|")
     for name, function, x, kwargs in _cases(rng):
         if args.case and not any(name.startswith(prefix) for prefix in args.case):
             continue
-        ours_fn, scipy_fn = getattr(tessel_fft, function), getattr(scipy.fft, function)
+        ours, theirs, numpy_fn = _sides(function)
         calls = {
-            "ours": lambda: ours_fn(x, workers=-1, **kwargs),
-            "scipy1": lambda: scipy_fn(x, workers=1, **kwargs),
-            "scipyall": lambda: scipy_fn(x, workers=-1, **kwargs),
+            "ours1": lambda: ours(x, 1, **kwargs),
+            "oursall": lambda: ours(x, cpus, **kwargs),
+            "scipy1": lambda: theirs(x, 1, **kwargs),
+            "scipyall": lambda: theirs(x, cpus, **kwargs),
         }
-        numpy_fn = getattr(np.fft, function, None)
         if numpy_fn is not None:
-            calls["numpy"] = lambda: numpy_fn(x, **kwargs)
-        reference, result = scipy_fn(x, **kwargs), ours_fn(x, workers=-1, **kwargs)
+            calls["numpy"] = lambda: numpy_fn(x, None, **kwargs)
+        reference, result = theirs(x, cpus, **kwargs), ours(x, cpus, **kwargs)
         error = np.linalg.norm(result - reference) / max(np.linalg.norm(reference), 1e-300)
+        del reference, result
         ms = _median_ms(calls, runs)
-        numpy_ms = f"{ms['numpy']:.2f} ms" if "numpy" in ms else "-"
-        print(f"| {name} | {function} | {ms['ours']:.2f} ms | {ms['scipy1']:.2f} ms | {ms['scipyall']:.2f} ms "
-              f"| {numpy_ms} | {ms['ours'] / ms['scipyall']:.2f} | {error:.1e} |", flush=True)
+        numpy_ms = _format(ms["numpy"]) if "numpy" in ms else "-"
+        print(f"| {name} | {function} | {_format(ms['ours1'])} | {_format(ms['oursall'])} "
+              f"| {_format(ms['scipy1'])} | {_format(ms['scipyall'])} | {numpy_ms} "
+              f"| {ms['oursall'] / ms['scipyall']:.2f} | {error:.1e} |", flush=True)
 
 
 if __name__ == "__main__":

@@ -162,10 +162,20 @@ struct RangeBody {
                const VectorGroup<Plan>& group) const {
     const std::size_t n = shape.length;
     const std::size_t stride = shape.stride;
-    if (!Hooks::completesSpectra && byRows(group.count)) {
+    if (byRows(group.count)) {
       const Out* columns[GroupCuts::kMaxGroupVectors];
       for (std::size_t v = 0; v < group.count; ++v) columns[v] = planOutput + places.of(v);
       const auto dstStride = static_cast<std::ptrdiff_t>(stride);
+      if constexpr (Hooks::completesSpectra) {
+        // The one-sided half row by row, then the mirror from the last row down: row n-1-r takes the
+        // conjugate of element 1+r.
+        const std::size_t h = oneSidedLength(n);
+        buffering::strided::scatter_columns(destination, dstStride, columns, group.count, h);
+        for (std::size_t v = 0; v < group.count; ++v) ++columns[v];
+        buffering::strided::conjugate_scatter_columns(destination + (n - 1) * stride, -dstStride, columns,
+                                                      group.count, n - h);
+        return;
+      }
       if (moves.streamOut) {
         buffering::strided::stream_scatter_columns(destination, dstStride, columns, group.count, n);
       } else {

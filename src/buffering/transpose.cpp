@@ -71,6 +71,17 @@ void scatter_columns(T* dst, std::ptrdiff_t dstStride, const T* const* columns, 
   moveKernels<T>().scatterColumns(dst, dstStride, columns, cols, rows);
 }
 
+template <typename C>
+void conjugate_scatter_columns(C* dst, std::ptrdiff_t dstStride, const C* const* columns, std::size_t cols,
+                               std::size_t rows) {
+  walkTranspose<C, conjugate, false>(
+      0, rows, cols, [&](std::ptrdiff_t r) { return dst + r * dstStride; },
+      [&](std::ptrdiff_t c) { return columns[c]; },
+      [&](std::ptrdiff_t r) {
+        prefetchForRead(dst + r * dstStride, std::min(cols * sizeof(C), kPrefetchRunBytes));
+      });
+}
+
 template <typename T, template <typename> class F>
 void serial_transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t srcStride,
                       std::size_t cols, std::size_t rows) {
@@ -162,7 +173,9 @@ void transpose(T* dst, std::ptrdiff_t dstStride, const T* src, std::ptrdiff_t sr
   TESSEL_BUFFERING_STRIDED_TRANSPOSE(T, noop)                         \
   template decltype(strided::gather_rows<T>) strided::gather_rows<T>; \
   template decltype(strided::scatter_columns<T>) strided::scatter_columns<T>;
-#define TESSEL_BUFFERING_CONJUGATING_TRANSPOSE(C) TESSEL_BUFFERING_STRIDED_TRANSPOSE(C, conjugate)
+#define TESSEL_BUFFERING_CONJUGATING_TRANSPOSE(C)  \
+  TESSEL_BUFFERING_STRIDED_TRANSPOSE(C, conjugate) \
+  template decltype(strided::conjugate_scatter_columns<C>) strided::conjugate_scatter_columns<C>;
 #define TESSEL_BUFFERING_INTERLEAVED_TRANSPOSE(T) \
   template decltype(interleaved::transpose<T>) interleaved::transpose<T>;
 

@@ -42,6 +42,11 @@ void gather_rows(T* const* rows, const T* src, std::ptrdiff_t srcStride, std::si
 template <typename T>
 void scatter_columns(T* dst, std::ptrdiff_t dstStride, const T* const* columns, std::size_t cols,
                      std::size_t rows);
+// scatter_columns with every element conjugated, for complex C; dstStride may be negative, as where the
+// mirrored half of a spectrum moves out from its last row down.
+template <typename C>
+void conjugate_scatter_columns(C* dst, std::ptrdiff_t dstStride, const C* const* columns, std::size_t cols,
+                               std::size_t rows);
 
 }  // namespace strided
 

@@ -56,15 +56,20 @@ inline constexpr std::size_t kArrayPlanMinPoints = 4096;
 // Batches of fewer slabs than this run their plan on FFTW's threads instead of spreading slabs over tasks.
 inline constexpr std::size_t kArrayMinTaskSlabs = 4;
 
-// The first-level cache as strided rows meet it: addresses kSetSpanBytes apart share a set, which holds
-// kCacheWays lines (8 to 12 on the x86-64 cores of the last decade).
+// The first-level cache as strided rows meet it: lines of kLineBytes, addresses kSetSpanBytes apart
+// share a set, and a set holds kCacheWays lines (8 to 12 on the x86-64 cores of the last decade).
+inline constexpr std::size_t kLineBytes = 64;
 inline constexpr std::size_t kSetSpanBytes = 4096;
 inline constexpr std::size_t kCacheWays = 8;
 
-// Whether `rows` rows `pitchBytes` apart need more lines of one set than it has: their addresses modulo
-// kSetSpanBytes take kSetSpanBytes / gcd(pitchBytes, kSetSpanBytes) places.
+// Whether `rows` rows `pitchBytes` apart need more lines of the few sets they fall into than those hold.
+// Rows closer than a line share lines and spread over every set; farther ones fall into
+// kSetSpanBytes / gcd(pitchBytes, kSetSpanBytes) sets, all of them at pitches like 1600 bytes, a single
+// one at multiples of 4 KiB.
 inline bool rowsConflict(std::size_t pitchBytes, std::size_t rows) {
-  return kCacheWays * (kSetSpanBytes / std::gcd(pitchBytes, kSetSpanBytes)) < rows;
+  if (pitchBytes < kLineBytes) return false;
+  const std::size_t sets = kSetSpanBytes / std::gcd(pitchBytes, kSetSpanBytes);
+  return sets < kSetSpanBytes / kLineBytes && kCacheWays * sets < rows;
 }
 
 // Whether a batch takes plans over the arrays: `measured` says whether they are measured (or from

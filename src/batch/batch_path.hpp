@@ -35,16 +35,15 @@ inline BatchPath chooseBatchPath(std::uint64_t numThreads, std::uint64_t numVect
   return {false, true, n < kThreadedVectorLength ? 1 : numThreads};
 }
 
-// Turns a batched driver's private copy of the context into the one its plans see: planning only ever
-// runs on private scratch (or an output about to be overwritten), which holds one-sided spectra
-// compactly, and the planner's thread count (which the plan key records) follows the path. Returns the
-// path, chosen from the caller's thread count.
-inline BatchPath configureBatchContext(fftwContext& context, std::uint64_t numVectors, std::uint64_t n) {
-  context.setMayOverwrite(true);
-  context.setEmbedStyle(fftwContext::EMBED_COMPACT);
-  const BatchPath path = chooseBatchPath(context.getNumThreads(), numVectors, n);
-  context.setNumThreads(path.plannerThreads);
-  return path;
+// The context the plans of a batch see, apart from the caller's: planning only ever runs on private
+// scratch (or an output about to be overwritten), which holds one-sided spectra compactly, and the
+// planner's thread count (which the plan key records) is the path's, not the caller's.
+inline fftwContext plannerContextFor(const fftwContext& caller, const BatchPath& path) {
+  fftwContext planner = caller;
+  planner.setMayOverwrite(true);
+  planner.setEmbedStyle(fftwContext::EMBED_COMPACT);
+  planner.setNumThreads(path.plannerThreads);
+  return planner;
 }
 
 }  // namespace tessel_fft

@@ -22,8 +22,8 @@ class BatchPlans {
   using Plan = typename Planner::Plan;
   using Cache = typename Planner::Cache;
 
-  // `context` is the driver's own copy and must outlive this object; `cache` may be null. `length` is the
-  // transform's, `sign` the FFT sign or the DCST direction, for the key.
+  // `context` is the plans' own (see plannerContextFor) and must outlive this object; `cache` may be null.
+  // `length` is the transform's, `sign` the FFT sign or the DCST direction, for the key.
   BatchPlans(const fftwContext* context, Cache* cache, std::uint64_t length, int sign)
       : context_(context), cache_(cache), length_(length), sign_(sign) {}
 

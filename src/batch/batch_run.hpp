@@ -162,13 +162,13 @@ void runTasks(MultiBufferMgr& manager, const BatchGroups& groups, std::size_t gr
 }
 
 // Runs a batch whose transform length is not 0 from `in` to `out` (arrays of the plans' element values):
-// decides the direct moves and streaming, chooses the path and narrows the context's thread count (see
-// configureBatchContext), gets scratch and plans, and runs the family's RangeBody over the whole batch on
-// the calling thread, or per task over a pool of scratch pairs. All scratch and owned plans are
-// released before it returns, also when an exception passes. `context` is the driver's own copy.
+// decides the direct moves and streaming, chooses the path from the caller's thread count and gives the
+// plans a context of their own (see plannerContextFor), gets scratch and plans, and runs the family's
+// RangeBody over the whole batch on the calling thread, or per task over a pool of scratch pairs. All
+// scratch and owned plans are released before it returns, also when an exception passes.
 // Planner is FFTPlanner or DCSTPlanner; `sign` is the FFT sign or DCST direction.
 template <typename Planner, typename Hooks = NoHooks, typename In, typename Out>
-void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchShape& shape, int sign,
+void runBatch(const fftwContext& caller, typename Planner::Cache* cache, const BatchShape& shape, int sign,
               const In* in, Out* out, const BatchSides& sides, const Hooks& hooks = {}) {
   const std::size_t n = shape.length;
   const std::size_t planLength = sides.transformLength;
@@ -180,24 +180,24 @@ void runBatch(fftwContext& context, typename Planner::Cache* cache, const BatchS
       sides.parts != 1 || sides.plansOnScratchOnly
           ? DirectMoves{false, false}
           : directMovesFor(shape, {in, sizeof(In), sides.planInputLength, sides.plansKeepInput, out,
-                                   sizeof(Out), context.getChunkSize(), !streamOut,
-                                   context.getPlanStrategy(planLength) == FFTW_ESTIMATE});
+                                   sizeof(Out), caller.getChunkSize(), !streamOut,
+                                   caller.getPlanStrategy(planLength) == FFTW_ESTIMATE});
   // Scratch holds one part of a vector: an interleaved one passes its two parts through it in turn.
   const ScratchLayout scratch{sides.planInputLength * sizeof(In), sides.planOutputLength * sizeof(Out),
                               sides.parts * sizeof(In), direct.output ? out : nullptr};
   const RangeBody<In, Out, typename Planner::Plan, Hooks> body{
       in, out, shape, {sides, direct.input, streamOut}, hooks};
 
-  const std::uint64_t callerThreads = context.getNumThreads();
-  const BatchPath path = configureBatchContext(context, shape.numVectors, planLength);
+  const BatchPath path = chooseBatchPath(caller.getNumThreads(), shape.numVectors, planLength);
+  const fftwContext context = plannerContextFor(caller, path);
   const bool arrayRoad =
       !hooks.keepToWalk() &&
       arrayPlansServe(shape, sides, sizeof(In), sizeof(Out),
                       context.getPlanStrategy(planLength) != FFTW_ESTIMATE, sides.arrayPlanLength);
   // The host's cache sees the same requests on either way.
   const auto onArrays = [&] {
-    return arrayRoad && runOnArrays<Planner, Hooks>(context, path.pooled ? callerThreads : 1, shape, sign,
-                                                    in, out, sides);
+    return arrayRoad && runOnArrays<Planner, Hooks>(context, path.pooled ? caller.getNumThreads() : 1, shape,
+                                                    sign, in, out, sides);
   };
   const std::size_t chunk = context.getChunkSize();
   const PlanNeeds needs = PlanNeeds::of(shape, chunk, path.pooled);

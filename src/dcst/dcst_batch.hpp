@@ -67,9 +67,9 @@ struct DCSTUnits : NoHooks {
 
 // A batch of real-to-real transforms of kind Kind with n above 0 (see quillDCST1D), real or interleaved
 // complex, on the shared skeleton, with the end division of an inverse call folded into its groups.
-// `context` is the driver's own copy.
+// `context` is the caller's.
 template <typename T, int Kind>
-void runDCSTBatch(fftwContext& context, dcstPlanCacheInterface<T, Kind>* cache, const T* in, T* out,
+void runDCSTBatch(const fftwContext& context, dcstPlanCacheInterface<T, Kind>* cache, const T* in, T* out,
                   const BatchShape& shape, int direction, bool isComplex, const DCSTPass<T>& pass) {
   const std::size_t n = shape.length;
   const bool halfLength = halfLengthServes<Kind>(n);

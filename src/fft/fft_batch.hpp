@@ -28,9 +28,9 @@ struct SpectrumCompletion : NoHooks {
 };
 
 // Runs an FFT batch of kind Kind and transform length `shape.length` (a half spectrum's output holds
-// oneSidedLength of it) above 0. `context` is the driver's own copy.
+// oneSidedLength of it) above 0, under the caller's `context`.
 template <typename T, int Kind>
-void runFFTBatch(fftwContext& context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
+void runFFTBatch(const fftwContext& context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
                  const typename fftElements<T, Kind>::In* in, typename fftElements<T, Kind>::Out* out,
                  BatchShape shape, const FFTPass& pass) {
   const std::size_t n = shape.length;

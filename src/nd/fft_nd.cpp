@@ -54,12 +54,11 @@ void runPass(const fftwContext& context, fftwPlanCacheInterface<T, Kind, fftwPla
              std::size_t steps) {
   using In = typename fftElements<T, Kind>::In;
   using Out = typename fftElements<T, Kind>::Out;
-  fftwContext passContext = context;
   BatchShape batch = pass.batch;
   batch.numVectors /= steps;
   const std::size_t sourceStep = pass.sourceBytes / steps, targetStep = pass.targetBytes / steps;
   runFFTBatch<T, Kind>(
-      passContext, cache,
+      context, cache,
       reinterpret_cast<const In*>(static_cast<const char*>(arrays[pass.source]) + step * sourceStep),
       reinterpret_cast<Out*>(static_cast<char*>(arrays[pass.target]) + step * targetStep), batch, how);
 }

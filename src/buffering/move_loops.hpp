@@ -157,10 +157,10 @@ void gatherRowsLoop(T* const* rows, const T* src, std::ptrdiff_t srcStride, std:
       });
 }
 
-template <typename T>
+template <typename T, template <typename> class F = noop>
 void scatterColumnsLoop(T* dst, std::ptrdiff_t dstStride, const T* const* columns, std::size_t cols,
                         std::size_t rows) {
-  walkTranspose<T, noop, false>(
+  walkTranspose<T, F, false>(
       0, rows, cols, [&](std::ptrdiff_t r) { return dst + r * dstStride; },
       [&](std::ptrdiff_t c) { return columns[c]; },
       [&](std::ptrdiff_t r) {

@@ -74,12 +74,7 @@ void scatter_columns(T* dst, std::ptrdiff_t dstStride, const T* const* columns, 
 template <typename C>
 void conjugate_scatter_columns(C* dst, std::ptrdiff_t dstStride, const C* const* columns, std::size_t cols,
                                std::size_t rows) {
-  walkTranspose<C, conjugate, false>(
-      0, rows, cols, [&](std::ptrdiff_t r) { return dst + r * dstStride; },
-      [&](std::ptrdiff_t c) { return columns[c]; },
-      [&](std::ptrdiff_t r) {
-        prefetchForRead(dst + r * dstStride, std::min(cols * sizeof(C), kPrefetchRunBytes));
-      });
+  detail::scatterColumnsLoop<C, conjugate>(dst, dstStride, columns, cols, rows);
 }
 
 template <typename T, template <typename> class F>

@@ -8,21 +8,12 @@ from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
 
 import tessel_fft
+from tolerance import assert_close
 
 EXAMPLES = settings(max_examples=80, derandomize=True, database=None, deadline=None,
                     suppress_health_check=[HealthCheck.too_slow])
 NORMS = st.sampled_from([None, "backward", "ortho", "forward"])
 REAL, COMPLEX = ["float32", "float64"], ["complex64", "complex128"]
-
-
-def assert_close(actual, expected, n):
-    """Same shape and dtype, relative L2 error below C * epsilon * log2(n)."""
-    assert actual.shape == expected.shape and actual.dtype == expected.dtype
-    if expected.size == 0:
-        return
-    scale = max(np.linalg.norm(expected), np.finfo(expected.dtype).tiny)
-    error = np.linalg.norm(actual - expected) / scale
-    assert error < 16 * np.finfo(expected.dtype).eps * max(math.log2(n), 1.0), error
 
 
 @st.composite

@@ -44,4 +44,4 @@ cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESSEL_WERROR=ON -D
   -DTESSEL_BUILD_PROGRAM=OFF -DTESSEL_BUILD_MICROBENCH=OFF -DTESSEL_INSTALL=OFF -DTESSEL_BUILD_PYTHON=OFF
 cmake --build build/tsan -j"$jobs" --target tessel_fft_tests
 TSAN_OPTIONS="suppressions=$PWD/scripts/tsan.supp history_size=7 halt_on_error=1" ctest --test-dir build/tsan -j"$jobs" \
-  --output-on-failure -R 'Soak\.Concurrent|Wisdom\.|Failures\.|Units\.(Pools|PlannerCalls|Twiddles)|Accuracy\.(BatchedFFT|DCST)|Plans\.BatchRequests|PooledRun\.'
+  --output-on-failure -R 'Soak\.Concurrent|Wisdom\.|Failures\.|Units\.(Pools|PlannerCalls|Twiddles)|Accuracy\.(BatchedFFT|DCST|FFTND)|Plans\.BatchRequests|PooledRun\.'

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "nd/fft_passes.hpp"
+#include "support/allocation_control.hpp"
 #include "support/counting_cache.hpp"
 #include "support/reference.hpp"
 #include "tessel_fft/tessel_fft.hpp"
@@ -282,6 +283,63 @@ TEST(Plans, FFTNDReuse) {
   EXPECT_EQ(r2cCache.inserts + c2cCache.inserts, inserts);
   EXPECT_EQ(c2rCache.lookups, 0);
   EXPECT_DOUBLE_EQ(out[0].real(), 12.0 * 6.0);
+}
+
+// Every allocation of a call failed in turn, on each road: scratch between passes, slab steps over tasks,
+// the whole-array plan measured on scratch. The failure comes out as out_of_memory, leaves nothing
+// allocated and the planner lock free, and the call then succeeds.
+TEST(Failures, FFTNDAllocations) {
+  struct Row {
+    int kind;
+    Extents lengths, inputExtents, axes;
+    std::uint64_t threads;
+  };
+  const Row rows[] = {
+      {c2c, {6, 5, 4}, {9, 3, 4}, {0, 1}, 1},            // cut, then padded through scratch
+      {c2r, {128, 96, 12}, {65, 96, 12}, {0, 1, 2}, 2},  // slab steps over tasks
+      {r2c, {64, 64, 8}, {64, 64, 8}, {0, 1, 2}, 1},     // one plan over the whole array, measured
+  };
+  for (const Row& row : rows) {
+    Extents outExtents = row.lengths;
+    if (row.kind == r2c) outExtents[0] = row.lengths[0] / 2 + 1;
+    const std::size_t inCount = product(row.inputExtents), outCount = product(outExtents);
+    std::vector<std::complex<double>> complexIn(inCount, 1.0), complexOut(outCount);
+    std::vector<double> realIn(inCount, 1.0), realOut(outCount);
+    const tessel_fft::fftNDShape shape{row.lengths.data(), row.inputExtents.data(), row.lengths.size(),
+                                       row.axes.data(), row.axes.size()};
+    const tessel_fft::fftwContext context(row.threads, FFTW_MEASURE, tessel_fft::fftwContext::EMBED_COMPACT,
+                                          false);
+    const auto call = [&] {
+      const tessel_fft::fftNDCaches<double> none{};
+      if (row.kind == r2c) {
+        tessel_fft::fftND<double, r2c>(context, none, realIn.data(), complexOut.data(), shape, FFTW_FORWARD);
+      } else if (row.kind == c2r) {
+        tessel_fft::fftND<double, c2r>(context, none, complexIn.data(), realOut.data(), shape, FFTW_BACKWARD);
+      } else {
+        tessel_fft::fftND<double, c2c>(context, none, complexIn.data(), complexOut.data(), shape,
+                                       FFTW_FORWARD);
+      }
+    };
+    long injected = 0;
+    for (long k = 0;; ++k) {
+      fftw_forget_wisdom();
+      const long live = liveScratchBlocks();
+      std::string error;
+      long failures = 0;
+      {
+        FailAllocations failing(k, 1);
+        error = errorText(call);
+        failures = failing.failures();
+      }
+      EXPECT_TRUE(error.empty() || error == "FFTW:nomem") << error << " at allocation " << k;
+      EXPECT_EQ(liveScratchBlocks(), live) << "allocation " << k;
+      ASSERT_TRUE(plannerLockFree()) << "allocation " << k;
+      EXPECT_EQ(errorText(call), "") << "after allocation " << k;
+      if (failures == 0) break;
+      injected += failures;
+    }
+    EXPECT_GT(injected, 0);
+  }
 }
 
 // The passes a shape takes, without running it.

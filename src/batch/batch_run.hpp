@@ -1,4 +1,5 @@
-// The skeleton every batched family runs on: scratch, plans, then the loop on one thread or as tasks.
+// The skeleton the batched FFT and cosine/sine entries run on, and the passes of the N-D transforms under
+// a context: scratch, plans, then the loop on one thread or as tasks.
 #pragma once
 
 #include <tbb/blocked_range.h>

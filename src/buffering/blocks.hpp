@@ -1,4 +1,5 @@
-// The one way the buffering kernels go parallel: a tbb::parallel_for in its index form with a step.
+// How the buffering kernels cut a large copy into tasks: a tbb::parallel_for in its index form with a step
+// (the completing move runs its two halves with tbb::parallel_invoke instead).
 #pragma once
 
 #include <tbb/parallel_for.h>

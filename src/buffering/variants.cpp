@@ -1,4 +1,4 @@
-// The one place where each hot movement kernel's instruction-set variant is chosen.
+// Where hot movement kernels' instruction-set variants are chosen (the streaming and conjugating ones not yet).
 #include "buffering/variants.hpp"
 
 #include <complex>

@@ -14,7 +14,8 @@
 
 namespace tessel_fft {
 
-// The one sequence by which every family gets a plan without disturbing the caller's data:
+// The sequence by which every family gets a plan that a host's cache may keep, without disturbing the
+// caller's data (plans over the arrays follow the same order without the cache):
 // the cache; then, unless planning may overwrite (or runs in place, or only estimates), FFTW's wisdom
 // on the real arrays, which touches neither; then a measuring plan on private scratch that replaces the
 // input only (the output is about to be overwritten anyway) and has the input's residue modulo 16, so

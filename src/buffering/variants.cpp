@@ -1,4 +1,4 @@
-// Where hot movement kernels' instruction-set variants are chosen (the streaming and conjugating ones not yet).
+// Where hot movement kernels' instruction-set variants are chosen (not yet the streaming and conjugating).
 #include "buffering/variants.hpp"
 
 #include <complex>

@@ -8,7 +8,7 @@ from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
 
 import tessel_fft
-from tolerance import assert_close
+from common import assert_close, make
 
 EXAMPLES = settings(max_examples=80, derandomize=True, database=None, deadline=None,
                     suppress_health_check=[HealthCheck.too_slow])
@@ -22,18 +22,8 @@ def arrays(draw, dtypes):
     shape = tuple(draw(st.lists(st.one_of(st.integers(1, 24), st.integers(25, 70)), min_size=1,
                                 max_size=3)))
     dtype = np.dtype(draw(st.sampled_from(dtypes)))
-    layout = draw(st.sampled_from(["C", "F", "strided", "reversed", "transposed"]))
-    rng = np.random.default_rng(draw(st.integers(0, 2**32 - 1)))
-    big = tuple(2 * s for s in shape) if layout == "strided" else shape[::-1] if layout == "transposed" else shape
-    x = rng.standard_normal(big) + (1j * rng.standard_normal(big) if dtype.kind == "c" else 0)
-    x = x.astype(dtype)
-    if layout == "F":
-        return np.asfortranarray(x)
-    if layout == "strided":
-        return x[tuple(slice(1, None, 2) for _ in shape)]
-    if layout == "reversed":
-        return x[tuple(slice(None, None, -1) for _ in shape)]
-    return x.T if layout == "transposed" else x
+    layout = draw(st.sampled_from(["C", "F", "view", "reversed", "transposed"]))
+    return make(np.random.default_rng(draw(st.integers(0, 2**32 - 1))), shape, dtype, layout)
 
 
 @given(data=st.data(), function=st.sampled_from(["fft", "ifft", "rfft", "irfft"]))

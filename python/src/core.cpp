@@ -16,6 +16,9 @@
 #include <utility>
 #include <vector>
 
+// The checked entries' rules raise (std::invalid_argument is Python's ValueError) in every build.
+#define TESSEL_FFT_ENABLE_CHECKS 1
+#define TESSEL_FFT_CHECK_FAILED(message) throw std::invalid_argument(message)
 #include "tessel_fft/tessel_fft.hpp"
 
 namespace py = pybind11;
@@ -131,13 +134,13 @@ void runHalfSpectrum(const py::array& in, py::array& out, const View& view, int 
                      view.inputLength, view.numVectors, sign);
 }
 
-// The column-major extents of an N-D call, checked against each other here, since the library does not.
+// The column-major extents of an N-D call, as the Python half computed them.
 struct NDView {
   std::vector<u64> lengths;
   std::vector<u64> inputExtents;
   std::vector<u64> axes;
 
-  u64 count(const std::vector<u64>& extents) const {
+  static u64 count(const std::vector<u64>& extents) {
     u64 total = 1;
     for (const u64 extent : extents) total *= extent;
     return total;
@@ -147,29 +150,21 @@ struct NDView {
     if (kind == tf::r2c && !axes.empty()) extents[axes[0]] = lengths[axes[0]] / 2 + 1;
     return extents;
   }
-  void check() const {
-    if (inputExtents.size() != lengths.size()) throw py::value_error("tessel_fft: extents differ in rank");
-    std::vector<bool> seen(lengths.size(), false);
-    for (const u64 axis : axes) {
-      if (axis >= lengths.size() || seen[axis]) throw py::value_error("tessel_fft: bad axes");
-      seen[axis] = true;
-    }
-    for (std::size_t d = 0; d < lengths.size(); ++d)
-      if (!seen[d] && inputExtents[d] != lengths[d])
-        throw py::value_error("tessel_fft: an untransformed extent differs");
-  }
 };
 
 template <typename T, int Kind>
 void runFFTND(const py::array& in, py::array& out, const NDView& view, int sign, u64 threads) {
   using In = typename tf::fftElements<T, Kind>::In;
   using Out = typename tf::fftElements<T, Kind>::Out;
-  view.check();
+  if (view.inputExtents.size() != view.lengths.size())
+    throw py::value_error("tessel_fft: extents differ in rank");
+  const tf::fftNDShape shape{view.lengths.data(), view.inputExtents.data(), view.lengths.size(),
+                             view.axes.data(), view.axes.size()};
+  // The checked layer's rules on axes and extents, before the buffers are sized from them.
+  tf::checked::checkNDShape("fftND", shape);
   const In* source = readable<In>(in, view.count(view.inputExtents));
   Out* target = writable<Out>(out, view.count(view.outputExtents(Kind)));
   const tf::fftNDCaches<T> caches{&fftCache<T, tf::r2c>(), &fftCache<T, tf::c2r>(), &fftCache<T, tf::c2c>()};
-  const tf::fftNDShape shape{view.lengths.data(), view.inputExtents.data(), view.lengths.size(),
-                             view.axes.data(), view.axes.size()};
   const py::gil_scoped_release release;
   tf::fftND<T, Kind>(contextFor(threads), caches, source, target, shape, sign);
 }

@@ -26,24 +26,9 @@ namespace {
 
 // Where each array of the passes lies.
 struct NDArrays {
-  const void* input;
-  void* output;
-  void* first;
-  void* second;
+  char* places[4];  // by NDArray: the caller's input (read only), output, first and second scratch
 
-  void* operator[](NDArray array) const {
-    switch (array) {
-      case NDArray::input:
-        return const_cast<void*>(input);
-      case NDArray::output:
-        return output;
-      case NDArray::first:
-        return first;
-      case NDArray::second:
-        return second;
-    }
-    return nullptr;
-  }
+  char* operator[](NDArray array) const { return places[static_cast<int>(array)]; }
 };
 
 // One pass of kind Kind under a fresh copy of the context, as quillFFT1D runs it, over the whole arrays or
@@ -57,10 +42,8 @@ void runPass(const fftwContext& context, fftwPlanCacheInterface<T, Kind, fftwPla
   BatchShape batch = pass.batch;
   batch.numVectors /= steps;
   const std::size_t sourceStep = pass.sourceBytes / steps, targetStep = pass.targetBytes / steps;
-  runFFTBatch<T, Kind>(
-      context, cache,
-      reinterpret_cast<const In*>(static_cast<const char*>(arrays[pass.source]) + step * sourceStep),
-      reinterpret_cast<Out*>(static_cast<char*>(arrays[pass.target]) + step * targetStep), batch, how);
+  runFFTBatch<T, Kind>(context, cache, reinterpret_cast<const In*>(arrays[pass.source] + step * sourceStep),
+                       reinterpret_cast<Out*>(arrays[pass.target] + step * targetStep), batch, how);
 }
 
 // Arrays transformed whole, between these sizes in points, take one FFTW plan over all their dimensions:
@@ -151,7 +134,9 @@ void fftND(fftwContext context, const fftNDCaches<T>& caches, const typename fft
   std::optional<AlignedScratch> first, second;
   if (recipe.firstBytes != 0) first.emplace(recipe.firstBytes, 0);
   if (recipe.secondBytes != 0) second.emplace(recipe.secondBytes, 0);
-  const NDArrays arrays{in, out, first ? first->get() : nullptr, second ? second->get() : nullptr};
+  const auto place = [](const void* array) { return static_cast<char*>(const_cast<void*>(array)); };
+  const NDArrays arrays{{place(in), place(out), place(first ? first->get() : nullptr),
+                         place(second ? second->get() : nullptr)}};
   const bool divide = sign == FFTW_BACKWARD;
   // The c2c passes run FFTW's forward transform in a forward call and its backward one in an inverse.
   const int complexSign =

@@ -254,14 +254,14 @@ TEST(Passes, FFTND) {
       // Same layout throughout: the first pass writes the output, the others work there in place, leading
       // dimensions first.
       {c2c, {8, 6}, {8, 6}, {1, 0}, "axis 0 c2c n=8 input->output\naxis 1 c2c n=6 output->output\n"},
-      // The leading dimensions slab by slab (16 slabs of 32 KiB in a step), the last one over the whole
-      // array.
+      // One plan over the whole array first; else the leading dimensions slab by slab (16 slabs of 32 KiB
+      // in a step), the last one over the whole array.
       {r2c,
        {64, 64, 64},
        {64, 64, 64},
        {0, 2, 1},
-       "in 4 steps of slabs:\naxis 0 r2c n=64 input->output\naxis 1 c2c n=64 output->output\n"
-       "axis 2 c2c n=64 output->output\n"},
+       "whole array, else:\nin 4 steps of slabs:\naxis 0 r2c n=64 input->output\n"
+       "axis 1 c2c n=64 output->output\naxis 2 c2c n=64 output->output\n"},
       {r2c, {8, 6}, {8, 6}, {0, 1}, "axis 0 r2c n=8 input->output\naxis 1 c2c n=6 output->output\n"},
       // A c2r output cannot hold the complex passes before it.
       {c2r, {8, 6}, {5, 6}, {0, 1}, "axis 1 c2c n=6 input->first\naxis 0 c2r n=8 first->output\n"},

@@ -514,6 +514,47 @@ TEST(PooledRun, OneThreadCallsStayOnTheCaller) {
   EXPECT_EQ(workers.count.load(), 0);
 }
 
+// The road, threads and cuts a batch of complex doubles takes, from its recipe alone. Each row is there
+// for one rule: short vectors on the arrays, too few points for a plan per call, rows that fall into one
+// cache set, a long single vector on FFTW's threads, measured plans over small blocks, hooks that only run
+// on the walk, one thread, and contiguous chunks large enough to be read in place.
+TEST(Recipe, RoadsThreadsAndCuts) {
+  struct Row {
+    std::size_t stride, n, numVectors;
+    std::uint64_t threads;
+    unsigned strategy;
+    bool keepToWalk;
+    const char* recipe;
+  };
+  const Row rows[] = {
+      {1, 16, 4096, 2, FFTW_ESTIMATE, false, "arrays pooled slabs=8x(512,1) tasks fftw=1"},
+      {1, 16, 10, 2, FFTW_ESTIMATE, false, "walk threaded planner=1 groups=3x4 direct=out"},
+      {256, 32, 1024, 2, FFTW_ESTIMATE, false, "walk pooled planner=1 groups=4x4 padded"},
+      {3, 65536, 1, 2, FFTW_ESTIMATE, false, "walk threaded planner=2 groups=1x4"},
+      {8, 256, 512, 2, FFTW_MEASURE, false, "arrays pooled slabs=16x(4,8) tasks fftw=1"},
+      {1, 16, 4096, 2, FFTW_ESTIMATE, true, "walk pooled planner=1 groups=4x4 direct=out"},
+      {1, 16, 4096, 1, FFTW_ESTIMATE, false, "arrays caller slabs=8x(512,1) fftw=1"},
+      {1, 32768, 16, 1, FFTW_ESTIMATE, false, "walk caller planner=1 groups=1x4 direct=in,out stream"},
+  };
+  std::vector<std::complex<double>> in(1 << 19), out(in.size());
+  for (const Row& row : rows) {
+    fftwContext context;
+    context.setNumThreads(row.threads);
+    context.setPlanStrategy(row.strategy);
+    const tessel_fft::BatchSides sides{
+        1, row.n, row.n, row.n, true, false, false, 1, tessel_fft::kArrayPlanLength};
+    const tessel_fft::BatchCall call{{row.stride, row.n, row.n, row.numVectors},
+                                     sides,
+                                     in.data(),
+                                     sizeof(in[0]),
+                                     out.data(),
+                                     sizeof(out[0]),
+                                     row.keepToWalk};
+    EXPECT_EQ(tessel_fft::batchRecipeFor(call, context).describe(), row.recipe)
+        << row.stride << "x" << row.n << "x" << row.numVectors;
+  }
+}
+
 // A cheap real plan of n points; planning by estimate never touches the array.
 fftw_plan smallPlan(std::uint64_t n) {
   std::vector<double> buffer(n);

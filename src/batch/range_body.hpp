@@ -26,26 +26,6 @@ struct LoopSetting {
   bool divisionOverTasks;
 };
 
-// What a family tells the skeleton about its batch besides the shape.
-struct BatchSides {
-  std::size_t parts;             // 1, or 2 for interleaved complex vectors through a real plan
-  std::size_t transformLength;   // the n of the plans and their keys
-  std::size_t planInputLength;   // places per vector on each side of the plans
-  std::size_t planOutputLength;  // (a one-sided spectrum's n/2+1 on its side)
-  // Whether the plans may read the caller's input where it lies: they leave their input as it was
-  // (every out-of-place kind but c2r), and nothing changes it before them.
-  bool plansKeepInput;
-  // Whether another pass reads the output right away, which then stays in the caches instead of
-  // streaming past them.
-  bool outputReadNext;
-  // Whether the plans work on scratch only: their vectors aren't laid out as the arrays' are.
-  bool plansOnScratchOnly;
-  std::uint64_t divisor;  // of an inverse transform; 1 for none
-  // Batches of vectors up to this length run through one plan over the caller's arrays instead of the
-  // walk through scratch (see runOnArrays); 0 for none.
-  std::size_t arrayPlanLength;
-};
-
 // How one batch moves, decided once for all its groups (see runBatch).
 struct BatchMoves {
   BatchSides sides;

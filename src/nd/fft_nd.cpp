@@ -1,23 +1,24 @@
 // The N-D FFTs: one batched pass per transformed dimension, between the caller's arrays and scratch.
 #include "tessel_fft/fft_nd.hpp"
 
-#include <tbb/blocked_range.h>
-#include <tbb/parallel_for.h>
-
 #include <algorithm>
 #include <complex>
 #include <cstdint>
 #include <optional>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "backend/aligned_scratch.hpp"
 #include "backend/planner_threads.hpp"
 #include "backend/precision.hpp"
-#include "batch/array_plan.hpp"
+#include "batch/executor.hpp"
+#include "batch/policy.hpp"
 #include "batch/scale_inverse.hpp"
 #include "fft/fft_batch.hpp"
 #include "nd/fft_passes.hpp"
 #include "plans/owned_plan.hpp"
+#include "plans/plan_acquisition.hpp"
 #include "tessel_fft/fftw_api.hpp"
 
 namespace tessel_fft {
@@ -46,76 +47,49 @@ void runPass(const fftwContext& context, fftwPlanCacheInterface<T, Kind, fftwPla
                        reinterpret_cast<Out*>(arrays[pass.target] + step * targetStep), batch, how);
 }
 
-// Arrays transformed whole, between these sizes in points, take one FFTW plan over all their dimensions:
-// on a 2-core AMD EPYC (family 26) a measured rank-3 plan ran a c2c of 128^3 in two thirds of the time of
-// the passes, where from 256^3 on the passes, whose leading dimensions stay in the caches slab by slab,
-// were faster; below, planning per call costs more than the passes lose.
-inline constexpr std::uint64_t kWholeArrayMinPoints = std::uint64_t{1} << 15;
-inline constexpr std::uint64_t kWholeArrayMaxPoints = std::uint64_t{1} << 21;
-
-// The FFT of every dimension of the arrays through one plan of FFTW's, if the call is one FFTW plans
-// whole (r2c and c2r halving dimension 0, nothing cut or padded) of a size that takes this road; false,
-// having done nothing, otherwise. The plan is made per call: from FFTW's wisdom where the context
-// measures, measured on scratch with the arrays' residues the first time, never on the caller's data.
-// FFTW's c2r of more than one dimension overwrites its input, so a c2r transforms a copy.
+// The FFT of every dimension of the arrays through one plan of FFTW's, for a call that wholeArrayServes;
+// false, having done nothing, where FFTW has no such plan. The plan is made per call (see
+// planOverCallerArrays): never on the caller's data. FFTW's c2r of more than one dimension overwrites its
+// input, so a c2r transforms a copy.
 template <typename T, int Kind>
 bool runWholeArray(const fftwContext& context, const typename fftElements<T, Kind>::In* in,
                    typename fftElements<T, Kind>::Out* out, const fftNDShape& shape, int sign) {
   using In = typename fftElements<T, Kind>::In;
   using Out = typename fftElements<T, Kind>::Out;
-  if (shape.ndims < 2 || shape.naxes != shape.ndims) return false;
-  if (Kind != c2c && shape.axes[0] != 0) return false;
+  using FftwIn = std::remove_pointer_t<decltype(asFftw(std::declval<In*>()))>;
+  using FftwOut = std::remove_pointer_t<decltype(asFftw(std::declval<Out*>()))>;
   std::uint64_t points = 1, longest = 1, inCount = 1, outCount = 1;
   std::vector<fftw_iodim64> dims(shape.ndims);
-  std::uint64_t inStride = 1, outStride = 1;
   for (std::uint64_t d = 0; d < shape.ndims; ++d) {
     const std::uint64_t n = shape.lengths[d];
-    const std::uint64_t half = d == 0 ? oneSidedLength(n) : n;
-    const std::uint64_t inExtent = Kind == c2r ? half : n;
-    if (shape.inputExtents[d] != inExtent) return false;
-    const std::uint64_t outExtent = Kind == r2c ? half : n;
+    const std::uint64_t outExtent = Kind == r2c && d == 0 ? oneSidedLength(n) : n;
     // FFTW counts dimensions row-major: the contiguous one last.
-    dims[shape.ndims - 1 - d] = {static_cast<std::ptrdiff_t>(n), static_cast<std::ptrdiff_t>(inStride),
-                                 static_cast<std::ptrdiff_t>(outStride)};
-    inStride *= inExtent;
-    outStride *= outExtent;
+    dims[shape.ndims - 1 - d] = {static_cast<std::ptrdiff_t>(n), static_cast<std::ptrdiff_t>(inCount),
+                                 static_cast<std::ptrdiff_t>(outCount)};
     points *= n;
-    inCount *= inExtent;
+    inCount *= shape.inputExtents[d];
     outCount *= outExtent;
     longest = std::max(longest, n);
   }
-  if (points < kWholeArrayMinPoints || points > kWholeArrayMaxPoints) return false;
-
   const fftwApi& api = fftwApi::getInstance();
-  const unsigned strategy = context.getPlanStrategy(longest);
   const int rank = static_cast<int>(shape.ndims);
-  const auto planOn = [&](const In* source, Out* target, unsigned flags) {
-    return api.plan(rank, dims.data(), 0, nullptr, asFftw(const_cast<In*>(source)), asFftw(target), sign,
-                    flags);
+  const auto planOn = [&](FftwIn* source, FftwOut* target, unsigned flags) {
+    return api.plan(rank, dims.data(), 0, nullptr, source, target, sign, flags);
   };
-  const std::uint64_t threads = std::max<std::uint64_t>(1, context.getNumThreads());
+  const std::uint64_t threads = fftwThreadsFor(context.getNumThreads(), false);
   planWithThreads<T>(static_cast<int>(threads));
-  fftwPlan<T> plan = nullptr;
-  if (strategy == FFTW_ESTIMATE) {
-    plan = planOn(in, out, FFTW_ESTIMATE);
-  } else {
-    plan = planOn(in, out, strategy | FFTW_WISDOM_ONLY);
-    const std::uint64_t inBytes = inCount * sizeof(In), outBytes = outCount * sizeof(Out);
-    if (plan == nullptr && inBytes + outBytes <= kArrayMeasureScratchBytes) {
-      const AlignedScratch source(inBytes, addressResidue(in));
-      const AlignedScratch target(outBytes, addressResidue(out));
-      plan = planOn(static_cast<const In*>(source.get()), static_cast<Out*>(target.get()), strategy);
-    }
-  }
-  const OwnedPlan<fftwPlan<T>> owned(plan, true);
-  if (plan == nullptr) return false;
+  const OwnedPlan<fftwPlan<T>> plan(
+      planOverCallerArrays(context.getPlanStrategy(longest), asFftw(const_cast<In*>(in)), asFftw(out),
+                           inCount * sizeof(In), outCount * sizeof(Out), kArrayMeasureScratchBytes, planOn),
+      true);
+  if (plan.get() == nullptr) return false;
   if constexpr (Kind == c2r) {
     const AlignedScratch spectrum(inCount * sizeof(In), addressResidue(in));
     In* const copy = static_cast<In*>(spectrum.get());
     std::copy(in, in + inCount, copy);
-    api.execute(plan, asFftw(copy), asFftw(out));
+    api.execute(plan.get(), asFftw(copy), asFftw(out));
   } else {
-    api.execute(plan, asFftw(const_cast<In*>(in)), asFftw(out));
+    api.execute(plan.get(), asFftw(const_cast<In*>(in)), asFftw(out));
   }
   if (sign == FFTW_BACKWARD) scaleInverse(out, points, outCount, threads > 1);
   return true;
@@ -128,9 +102,9 @@ void fftND(fftwContext context, const fftNDCaches<T>& caches, const typename fft
            typename fftElements<T, Kind>::Out* out, const fftNDShape& shape, int sign) {
   for (std::uint64_t d = 0; d < shape.ndims; ++d)
     if (shape.lengths[d] == 0) return;
-  if (runWholeArray<T, Kind>(context, in, out, shape, sign)) return;
   const NDPasses recipe =
       ndPassesOf(Kind, sizeof(T), shape.lengths, shape.inputExtents, shape.ndims, shape.axes, shape.naxes);
+  if (recipe.wholeArray && runWholeArray<T, Kind>(context, in, out, shape, sign)) return;
   std::optional<AlignedScratch> first, second;
   if (recipe.firstBytes != 0) first.emplace(recipe.firstBytes, 0);
   if (recipe.secondBytes != 0) second.emplace(recipe.secondBytes, 0);
@@ -166,20 +140,13 @@ void fftND(fftwContext context, const fftNDCaches<T>& caches, const typename fft
     const BatchPath path = chooseBatchPath(context.getNumThreads(), group.steps, stepPoints);
     fftwContext stepContext = context;
     stepContext.setNumThreads(1);
-    const auto runStep = [&](std::size_t step) {
-      for (std::size_t q = group.firstPass; q < group.firstPass + group.passCount; ++q)
-        run(q, stepContext, step, group.steps);
-    };
-    if (path.pooled) {
-      tbb::parallel_for(tbb::blocked_range<std::size_t>(0, group.steps),
-                        [&](const tbb::blocked_range<std::size_t>& range) {
-                          for (std::size_t step = range.begin(); step < range.end(); ++step) runStep(step);
-                        });
-    } else {
-      onCallingThreadOnly(group.steps * stepPoints * sizeof(T), [&] {
-        for (std::size_t step = 0; step < group.steps; ++step) runStep(step);
-      });
-    }
+    const UnitSpread spread{path.pooled, 1,
+                            needsCallerOnlyArena(path.threaded, group.steps * stepPoints * sizeof(T))};
+    runUnits(spread, group.steps, [&](std::size_t first, std::size_t last) {
+      for (std::size_t step = first; step < last; ++step)
+        for (std::size_t q = group.firstPass; q < group.firstPass + group.passCount; ++q)
+          run(q, stepContext, step, group.steps);
+    });
     p = group.firstPass + group.passCount;
   }
   for (; p < count; ++p) run(p, context, 0, 1);

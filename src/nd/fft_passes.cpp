@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "backend/precision.hpp"
+#include "batch/policy.hpp"
 #include "tessel_fft/fft_kinds.hpp"
 
 namespace tessel_fft {
@@ -32,9 +33,22 @@ const char* nameOf(NDArray array) {
 
 }  // namespace
 
+bool wholeArrayServes(int kind, const std::uint64_t* lengths, const std::uint64_t* inputExtents,
+                      std::size_t ndims, const std::uint64_t* axes, std::size_t naxes) {
+  if (ndims < 2 || naxes != ndims) return false;
+  if (kind != c2c && axes[0] != 0) return false;
+  std::uint64_t points = 1;
+  for (std::size_t d = 0; d < ndims; ++d) {
+    const std::uint64_t n = lengths[d];
+    if (inputExtents[d] != (kind == c2r && d == 0 ? oneSidedLength(n) : n)) return false;
+    points *= n;
+  }
+  return points >= kWholeArrayMinPoints && points <= kWholeArrayMaxPoints;
+}
+
 std::string NDPasses::describe() const {
   static const char* const kKinds[] = {"r2c", "c2r", "c2c"};
-  std::string text;
+  std::string text = wholeArray ? "whole array, else:\n" : "";
   for (std::size_t p = 0; p < passes.size(); ++p) {
     const NDPass& pass = passes[p];
     for (const NDSlabGroup& group : slabGroups)
@@ -51,6 +65,7 @@ NDPasses ndPassesOf(int kind, std::size_t realBytes, const std::uint64_t* length
                     std::size_t naxes) {
   NDPasses result;
   if (naxes == 0) return result;
+  result.wholeArray = wholeArrayServes(kind, lengths, inputExtents, ndims, axes, naxes);
   const bool real = kind != c2c;
   // Shrinking passes first, growing ones last, each group in the caller's order.
   std::vector<std::size_t> order(axes + (real ? 1 : 0), axes + naxes);

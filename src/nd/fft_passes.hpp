@@ -38,8 +38,10 @@ struct NDSlabGroup {
 // arrays stay in a core's second-level cache from one pass to the next.
 inline constexpr std::size_t kNDSlabBytes = std::size_t{1} << 20;
 
-// All passes of a call and the scratch they need.
+// All passes of a call and the scratch they need; and whether the call first tries one FFTW plan over
+// the whole arrays (see wholeArrayServes), which falls back to the passes where FFTW has none.
 struct NDPasses {
+  bool wholeArray = false;
   std::vector<NDPass> passes;
   std::vector<NDSlabGroup> slabGroups;
   std::size_t firstBytes = 0;
@@ -48,6 +50,12 @@ struct NDPasses {
   // One line per pass, "axis 1 c2c n=8 input->output", for tests and debugging.
   std::string describe() const;
 };
+
+// Whether one FFTW plan over every dimension serves the call: every dimension transformed, r2c and c2r
+// halving dimension 0 and nothing cut or padded, of a size in points between kWholeArrayMinPoints and
+// kWholeArrayMaxPoints.
+bool wholeArrayServes(int kind, const std::uint64_t* lengths, const std::uint64_t* inputExtents,
+                      std::size_t ndims, const std::uint64_t* axes, std::size_t naxes);
 
 // The passes of an N-D FFT of `kind` (see fftND) with real elements of `realBytes`. The r2c pass comes
 // first and the c2r pass last; the c2c passes in between shrink the array before they grow it, so that

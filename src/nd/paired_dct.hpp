@@ -11,6 +11,8 @@
 #include "backend/aligned_scratch.hpp"
 #include "backend/planner_threads.hpp"
 #include "backend/precision.hpp"
+#include "batch/executor.hpp"
+#include "batch/policy.hpp"
 #include "plans/owned_plan.hpp"
 #include "tessel_fft/fftw_api.hpp"
 
@@ -105,7 +107,7 @@ class PairedDctPass {
       twiddles[k] = C(static_cast<R>(scale * std::cos(angle)),
                       static_cast<R>((inverse ? scale : -scale) * std::sin(angle)));
     }
-    planWithThreads<R>(1);
+    planWithThreads<R>(static_cast<int>(kContextFreeThreads));
     groupPlan_ = planFor(group_);
     singlePlan_ = planFor(1);
   }
@@ -123,10 +125,8 @@ class PairedDctPass {
 
   static std::size_t pitchOf(std::uint64_t n) {
     const std::size_t alignedPitch = 16 / sizeof(C);  // vectors per 16 bytes: 1 for double, 2 for float
-    std::size_t pitch = (n + alignedPitch - 1) / alignedPitch * alignedPitch;
-    // Vectors a multiple of 4 KiB apart would share the same few sets of the first-level cache.
-    if (pitch * sizeof(C) % 4096 == 0) pitch += 64 / sizeof(C);
-    return pitch;
+    const std::size_t pitch = (n + alignedPitch - 1) / alignedPitch * alignedPitch;
+    return setSpreadPitchBytes(pitch * sizeof(C)) / sizeof(C);
   }
 
   OwnedPlan<fftwPlan<R>> planFor(std::size_t howmany) {
@@ -161,59 +161,63 @@ class PairedDctPass {
       return static_cast<std::ptrdiff_t>(g) * layout.pairStep +
              static_cast<std::ptrdiff_t>(j) * layout.rowStep;
     };
-    for (std::size_t page = 0; page < layout.pages; ++page) {
-      for (std::size_t first = 0; first < layout.pairs; first += group) {
-        const std::size_t count = std::min(group, layout.pairs - first);
-        const std::ptrdiff_t base = layout.offset + static_cast<std::ptrdiff_t>(page) * layout.pageStep +
-                                    static_cast<std::ptrdiff_t>(first) * layout.pairStep;
-        const R* const from = src + base;
-        R* const to = out + base;
-        if (!inverse) {
-          visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t j) {
-            const R* element = from + at(g, j);
-            scratch[g * pitch + slot(j)] = C(element[0], element[partStep]);
-          });
-        } else {
-          visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t k) {
-            const R* element = from + at(g, k);
-            // X[n] is 0: row 0 pairs with nothing.
-            const R* mirror = k == 0 ? nullptr : from + at(g, n - k);
-            const R x = element[0], xMirror = mirror != nullptr ? mirror[0] : R(0);
-            const R y = element[partStep], yMirror = mirror != nullptr ? mirror[partStep] : R(0);
-            // t (x - i xMirror) + i t (y - i yMirror), spelled out: std::complex's product guards NaNs.
-            const R tr = twiddles[k].real(), ti = twiddles[k].imag();
-            scratch[g * pitch + k] = C(tr * x + ti * xMirror - ti * y + tr * yMirror,
-                                       ti * x - tr * xMirror + tr * y + ti * yMirror);
-          });
-        }
-        if (count == group) {
-          api.execute(groupPlan.get(), fftwScratch, fftwScratch);
-        } else {
-          for (std::size_t g = 0; g < count; ++g) {
-            auto* const vector = fftwScratch + g * pitch;
-            api.execute(singlePlan.get(), vector, vector);
+    // A unit is one group of pairs of one page.
+    const std::size_t groupsPerPage = (layout.pairs + group - 1) / group;
+    runUnits(
+        {false, 1, false}, layout.pages * groupsPerPage, [&](std::size_t firstUnit, std::size_t lastUnit) {
+          for (std::size_t unit = firstUnit; unit < lastUnit; ++unit) {
+            const std::size_t page = unit / groupsPerPage, first = unit % groupsPerPage * group;
+            const std::size_t count = std::min(group, layout.pairs - first);
+            const std::ptrdiff_t base = layout.offset + static_cast<std::ptrdiff_t>(page) * layout.pageStep +
+                                        static_cast<std::ptrdiff_t>(first) * layout.pairStep;
+            const R* const from = src + base;
+            R* const to = out + base;
+            if (!inverse) {
+              visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t j) {
+                const R* element = from + at(g, j);
+                scratch[g * pitch + slot(j)] = C(element[0], element[partStep]);
+              });
+            } else {
+              visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t k) {
+                const R* element = from + at(g, k);
+                // X[n] is 0: row 0 pairs with nothing.
+                const R* mirror = k == 0 ? nullptr : from + at(g, n - k);
+                const R x = element[0], xMirror = mirror != nullptr ? mirror[0] : R(0);
+                const R y = element[partStep], yMirror = mirror != nullptr ? mirror[partStep] : R(0);
+                // t (x - i xMirror) + i t (y - i yMirror), spelled out: std::complex's product guards NaNs.
+                const R tr = twiddles[k].real(), ti = twiddles[k].imag();
+                scratch[g * pitch + k] = C(tr * x + ti * xMirror - ti * y + tr * yMirror,
+                                           ti * x - tr * xMirror + tr * y + ti * yMirror);
+              });
+            }
+            if (count == group) {
+              api.execute(groupPlan.get(), fftwScratch, fftwScratch);
+            } else {
+              for (std::size_t g = 0; g < count; ++g) {
+                auto* const vector = fftwScratch + g * pitch;
+                api.execute(singlePlan.get(), vector, vector);
+              }
+            }
+            if (!inverse) {
+              visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t k) {
+                const C* spectrum = scratch + g * pitch;
+                const C value = spectrum[k], reflected = std::conj(spectrum[k == 0 ? 0 : n - k]);
+                R* element = to + at(g, k);
+                const C sum = value + reflected, difference = value - reflected;
+                const R tr = twiddles[k].real(), ti = twiddles[k].imag();
+                element[0] = tr * sum.real() - ti * sum.imag();
+                element[partStep] = tr * difference.imag() + ti * difference.real();
+              });
+            } else {
+              visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t j) {
+                const C value = scratch[g * pitch + slot(j)];
+                R* element = to + at(g, j);
+                element[0] = value.real();
+                element[partStep] = value.imag();
+              });
+            }
           }
-        }
-        if (!inverse) {
-          visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t k) {
-            const C* spectrum = scratch + g * pitch;
-            const C value = spectrum[k], reflected = std::conj(spectrum[k == 0 ? 0 : n - k]);
-            R* element = to + at(g, k);
-            const C sum = value + reflected, difference = value - reflected;
-            const R tr = twiddles[k].real(), ti = twiddles[k].imag();
-            element[0] = tr * sum.real() - ti * sum.imag();
-            element[partStep] = tr * difference.imag() + ti * difference.real();
-          });
-        } else {
-          visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t j) {
-            const C value = scratch[g * pitch + slot(j)];
-            R* element = to + at(g, j);
-            element[0] = value.real();
-            element[partStep] = value.imag();
-          });
-        }
-      }
-    }
+        });
   }
 
   std::uint64_t n_;

@@ -1,8 +1,10 @@
-// The sequence of attempts by which every family gets a plan.
+// The sequences of attempts by which every family gets a plan: one for plans a host's cache may keep, one
+// for plans over the caller's arrays.
 #pragma once
 
 #include <fftw3.h>
 
+#include <cstddef>
 #include <cstdint>
 
 #include "backend/aligned_scratch.hpp"
@@ -46,6 +48,26 @@ bool acquirePlan(const fftwContext& context, Cache* cache, const fftwPlanKey& ke
   }
   if (plan == nullptr || cache == nullptr) return true;
   return !cache->insertPlan(key, plan);
+}
+
+// A plan over the caller's arrays, which no cache keeps, in the same order without the cache: by estimate
+// where the strategy says so; else from FFTW's wisdom on the arrays, which touches neither; else measured
+// on private scratch of `inputSpan` and `outputSpan` bytes (0: in place) with the arrays' residues, where
+// the two together take at most `maxScratchBytes`; else null. `planOn(input, output, flags)` makes one
+// plan; its pointers are FFTW's element types.
+template <typename In, typename Out, typename PlanOn>
+auto planOverCallerArrays(unsigned strategy, In* in, Out* out, std::size_t inputSpan, std::size_t outputSpan,
+                          std::size_t maxScratchBytes, const PlanOn& planOn)
+    -> decltype(planOn(in, out, 0u)) {
+  if (strategy == FFTW_ESTIMATE) return planOn(in, out, strategy);
+  auto plan = planOn(in, out, strategy | FFTW_WISDOM_ONLY);
+  if (plan != nullptr || inputSpan + outputSpan > maxScratchBytes) return plan;
+  const AlignedScratch inputScratch(inputSpan, addressResidue(in));
+  const AlignedScratch outputScratch(outputSpan, addressResidue(out));
+  In* const scratchIn = static_cast<In*>(inputScratch.get());
+  Out* const scratchOut =
+      outputSpan == 0 ? reinterpret_cast<Out*>(scratchIn) : static_cast<Out*>(outputScratch.get());
+  return planOn(scratchIn, scratchOut, strategy);
 }
 
 }  // namespace tessel_fft

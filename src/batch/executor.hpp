@@ -1,0 +1,65 @@
+// The executor every road runs on: the units of a road (the walk's groups, the slabs of plans over the
+// arrays, the slab steps of an N-D FFT, the pair groups of the paired N-D DCT) spread over tasks or run in
+// order on the calling thread, as its recipe says.
+#pragma once
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+#include <tbb/partitioner.h>
+#include <tbb/task_arena.h>
+
+#include <algorithm>
+#include <cstddef>
+
+#include "batch/batch_walk.hpp"
+#include "batch/buffer_managers.hpp"
+#include "batch/policy.hpp"
+
+namespace tessel_fft {
+
+// How the units of a road spread: over tasks of `grain` units each, the calling thread taking part; or in
+// order on the calling thread, alone where `callerOnly` (a context of one thread: the parallel loops
+// that the movement kernels nest for large moves then find no other thread to share with).
+struct UnitSpread {
+  bool overTasks;
+  std::size_t grain;
+  bool callerOnly;
+};
+
+// Runs unit(begin, end) over the units [0, count) as `spread` says; returns when all have ended. An
+// exception of a task comes out here once.
+template <typename Unit>
+void runUnits(const UnitSpread& spread, std::size_t count, const Unit& unit) {
+  if (spread.overTasks) {
+    tbb::parallel_for(
+        tbb::blocked_range<std::size_t>(0, count, std::max<std::size_t>(1, spread.grain)),
+        [&](const tbb::blocked_range<std::size_t>& range) { unit(range.begin(), range.end()); },
+        tbb::simple_partitioner());
+  } else if (spread.callerOnly) {
+    tbb::task_arena callerOnly(1);
+    callerOnly.execute([&] { unit(std::size_t{0}, count); });
+  } else {
+    unit(std::size_t{0}, count);
+  }
+}
+
+// Cuts the groups of a batch into tasks that each run loop(inBlock, outBlock, begin, end) on a pair from
+// `manager`, with the calling thread taking part; returns when all have ended. An exception of a task
+// comes out here once, after every pair is back in the pool. A thread never runs two tasks of the batch at
+// once. `groupBytes` is the scratch a group passes through, which sizes the tasks.
+template <typename Loop>
+void runTasks(MultiBufferMgr& manager, const BatchGroups& groups, std::size_t groupBytes, const Loop& loop) {
+  const std::size_t count = groups.count();
+  runUnits({true, taskGrain(count, groupBytes), false}, count, [&](std::size_t first, std::size_t last) {
+    const std::size_t begin = groups.firstVector(first);
+    const std::size_t end = groups.firstVector(last);
+    withPooledPair(manager, [&](void* input, void* output) {
+      // The movement kernels nest parallel loops inside a task. A thread waiting for one may otherwise
+      // pick up another task of this batch, which under memory shortage would wait for the pair that
+      // this thread holds further down its stack.
+      tbb::this_task_arena::isolate([&] { loop(input, output, begin, end); });
+    });
+  });
+}
+
+}  // namespace tessel_fft

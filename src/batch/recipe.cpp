@@ -1,0 +1,178 @@
+// The recipe of a batched call: every decision of its execution, taken from the call's shape, its
+// arrays and the caller's context.
+#include "batch/recipe.hpp"
+
+#include <fftw3.h>
+
+#include <numeric>
+#include <sstream>
+
+namespace tessel_fft {
+
+namespace {
+
+// Reading in place pays only for chunks beyond kDirectChunkBytes: smaller ones FFTW's codelets read
+// several vectors in lockstep, which memory serves worse than one sequential copy. The same array read
+// and written vector for vector may be written in place, since scratch holds a group's input by then, but
+// only under plans made by estimate: a measuring planner would overwrite the input before any group moves.
+// `outputDirectIsFaster` says whether writing the output directly is the faster way for this batch anyway.
+DirectMoves directMovesFor(const BatchCall& call, std::size_t chunk, bool outputDirectIsFaster,
+                           bool plansByEstimate) {
+  const BatchShape& shape = call.shape;
+  if (shape.stride != 1) return {false, false};
+  const std::size_t inputVectorBytes = shape.inputLength * call.inElementBytes;
+  const std::size_t outputVectorBytes = shape.length * call.outElementBytes;
+  const auto* inFirst = static_cast<const char*>(call.in);
+  const auto* outFirst = static_cast<const char*>(call.out);
+  const bool disjoint = inFirst + shape.numVectors * inputVectorBytes <= outFirst ||
+                        outFirst + shape.numVectors * outputVectorBytes <= inFirst;
+  const bool sameLayout = inFirst == outFirst && inputVectorBytes == outputVectorBytes;
+  const auto keepsResidue = [&](const void* first, std::size_t vectorBytes) {
+    return addressResidue(first) == 0 && (shape.numVectors <= 1 || vectorBytes % kPlanAlignment == 0);
+  };
+  const auto bigChunks = [&](std::size_t vectorBytes) { return chunk * vectorBytes > kDirectChunkBytes; };
+  return {disjoint && call.sides.plansKeepInput && shape.inputLength == call.sides.planInputLength &&
+              bigChunks(inputVectorBytes) && keepsResidue(call.in, inputVectorBytes),
+          (disjoint || (sameLayout && plansByEstimate)) &&
+              (outputDirectIsFaster || bigChunks(outputVectorBytes)) &&
+              keepsResidue(call.out, outputVectorBytes)};
+}
+
+// How the walk cuts this batch. Chunks group only where every place in scratch keeps the alignment the
+// plans were made for, that is where a vector's scratch takes a whole number of 16-byte units.
+GroupCuts groupCutsFor(const BatchShape& shape, const ScratchLayout& scratch, const PlanNeeds& needs,
+                       std::size_t chunk) {
+  const bool aligned =
+      scratch.inputVectorBytes % kPlanAlignment == 0 && scratch.outputVectorBytes % kPlanAlignment == 0;
+  if (!aligned || needs.bufferVectors == 1) return {chunk, 1, false};
+  const std::size_t chunkScratchBytes = chunk * std::max(scratch.inputVectorBytes, scratch.outputVectorBytes);
+  const std::size_t wanted = shape.stride == 1 ? kContiguousGroupBytes / (chunk * scratch.inputVectorBytes)
+                                               : (kGroupRowBytes + chunk * scratch.arrayElementBytes - 1) /
+                                                     (chunk * scratch.arrayElementBytes);
+  const std::size_t fitting = kGroupScratchBytes / chunkScratchBytes;
+  const std::size_t needed = (shape.stretch() + chunk - 1) / chunk;
+  const std::size_t listed = GroupCuts::kMaxGroupVectors / chunk;
+  const std::size_t chunksPerGroup = std::max<std::size_t>(1, std::min({wanted, fitting, needed, listed}));
+  return {chunk, chunksPerGroup, chunksPerGroup > 1 && shape.stride != 1};
+}
+
+// The steps (in blocks, or in columns) that keep a slab a whole number of 16-byte units on both sides.
+std::size_t alignmentStep(std::size_t inputBytes, std::size_t outputBytes) {
+  return std::lcm(kPlanAlignment / std::gcd(inputBytes, kPlanAlignment),
+                  kPlanAlignment / std::gcd(outputBytes, kPlanAlignment));
+}
+
+// Plans over the arrays run out of place on arrays apart, or in place on one layout; `inPlace` says
+// which, false where neither.
+bool arraysAllowPlans(const BatchCall& call, const ArraySlabs& slabs, bool& inPlace) {
+  const auto* inFirst = static_cast<const char*>(call.in);
+  const auto* outFirst = static_cast<const char*>(call.out);
+  const std::size_t inputBytes = slabs.blocks * slabs.inputBlock * call.inElementBytes;
+  const std::size_t outputBytes = slabs.blocks * slabs.outputBlock * call.outElementBytes;
+  inPlace = inFirst == outFirst;
+  const bool apart = inFirst + inputBytes <= outFirst || outFirst + outputBytes <= inFirst;
+  return apart || (inPlace && inputBytes == outputBytes);
+}
+
+}  // namespace
+
+bool arraySlabsOf(const BatchShape& shape, const BatchSides& sides, std::size_t inElementBytes,
+                  std::size_t outElementBytes, ArraySlabs& slabs) {
+  if (shape.numVectors == 0 || shape.inputLength < sides.planInputLength) return false;
+  if (shape.numVectors > shape.stride && shape.numVectors % shape.stride != 0) return false;
+  const std::size_t parts = sides.parts;
+  slabs.columns = std::min(shape.stride, shape.numVectors);
+  slabs.blocks = shape.numVectors / slabs.columns;
+  slabs.inputBlock = parts * shape.stride * shape.inputLength;
+  slabs.outputBlock = parts * shape.stride * shape.length;
+  const std::size_t inputBytes = slabs.inputBlock * inElementBytes,
+                    outputBytes = slabs.outputBlock * outElementBytes;
+  const std::size_t columnBytes =
+      parts * (shape.inputLength * inElementBytes + shape.length * outElementBytes);
+  const std::size_t columnStep = alignmentStep(parts * inElementBytes, parts * outElementBytes);
+  const std::size_t slabColumns = kArraySlabBytes / columnBytes / columnStep * columnStep;
+  const bool blocksKeepResidues =
+      slabs.blocks == 1 || (inputBytes % kPlanAlignment == 0 && outputBytes % kPlanAlignment == 0);
+  if (slabs.columns * columnBytes > kArraySlabBytes && slabColumns >= kArrayMinSlabColumns &&
+      blocksKeepResidues) {
+    slabs.full = {1, slabColumns};
+    return true;
+  }
+  const std::size_t step = alignmentStep(inputBytes, outputBytes);
+  const std::size_t wanted = std::max<std::size_t>(1, kArraySlabBytes / (inputBytes + outputBytes));
+  slabs.full = {std::min(slabs.blocks, std::max(step, wanted / step * step)), slabs.columns};
+  return true;
+}
+
+BatchRecipe batchRecipeFor(const BatchCall& call, const fftwContext& caller) {
+  const BatchShape& shape = call.shape;
+  const BatchSides& sides = call.sides;
+  const std::size_t planLength = sides.transformLength;
+  BatchRecipe recipe{};
+  recipe.callerThreads = caller.getNumThreads();
+  recipe.path = chooseBatchPath(recipe.callerThreads, shape.numVectors, planLength);
+  recipe.streamOut =
+      !sides.outputReadNext &&
+      sides.parts * shape.length * shape.numVectors * call.outElementBytes >= kStreamingOutputBytes;
+  const std::size_t chunk = caller.getChunkSize();
+  const unsigned strategy = caller.getPlanStrategy(planLength);
+  // Interleaved parts always pass through scratch, as do plans whose layout isn't the arrays'; FFTW writes
+  // the output itself where it stays in the caches anyway.
+  recipe.direct = sides.parts != 1 || sides.plansOnScratchOnly
+                      ? DirectMoves{false, false}
+                      : directMovesFor(call, chunk, !recipe.streamOut, strategy == FFTW_ESTIMATE);
+  // Scratch holds one part of a vector: an interleaved one passes its two parts through it in turn.
+  recipe.scratch = {sides.planInputLength * call.inElementBytes,
+                    sides.planOutputLength * call.outElementBytes, sides.parts * call.inElementBytes,
+                    recipe.direct.output ? call.out : nullptr};
+  recipe.needs = PlanNeeds::of(shape, chunk, recipe.path.pooled);
+  recipe.cuts = groupCutsFor(shape, recipe.scratch, recipe.needs, chunk);
+  const bool grouped = recipe.needs.bufferVectors != 1;
+  recipe.inputScratchBytes =
+      grouped ? recipe.cuts.scratchBytes(recipe.scratch.inputVectorBytes) : recipe.scratch.inputVectorBytes;
+  recipe.outputScratchBytes = recipe.scratch.sharedOutput != nullptr ? 0
+                              : grouped ? recipe.cuts.scratchBytes(recipe.scratch.outputVectorBytes)
+                                        : recipe.scratch.outputVectorBytes;
+
+  recipe.road = BatchRoad::walk;
+  const bool arraysServe =
+      !call.keepToWalk &&
+      arrayPlansServe(shape, sides, call.inElementBytes, call.outElementBytes, strategy != FFTW_ESTIMATE) &&
+      arraySlabsOf(shape, sides, call.inElementBytes, call.outElementBytes, recipe.slabs) &&
+      arraysAllowPlans(call, recipe.slabs, recipe.arraysInPlace);
+  if (arraysServe) {
+    recipe.road = BatchRoad::arrays;
+    const std::uint64_t threads = recipe.path.pooled ? recipe.callerThreads : 1;
+    recipe.slabTasks = slabsOverTasks(threads, recipe.slabs.count());
+    recipe.arrayFftwThreads = fftwThreadsFor(threads, recipe.slabTasks);
+  }
+  return recipe;
+}
+
+std::string BatchRecipe::describe() const {
+  std::ostringstream text;
+  const char* const spread = path.pooled ? "pooled" : path.threaded ? "threaded" : "caller";
+  if (road == BatchRoad::arrays) {
+    text << "arrays " << spread << " slabs=" << slabs.count() << "x(" << slabs.full.blocks << ','
+         << slabs.full.columns << ')' << (slabTasks ? " tasks" : "") << " fftw=" << arrayFftwThreads
+         << (arraysInPlace ? " in-place" : "");
+    return text.str();
+  }
+  text << "walk " << spread << " planner=" << path.plannerThreads << " groups=" << cuts.chunksPerGroup << 'x'
+       << cuts.chunkSize << (cuts.padUnits ? " padded" : "");
+  if (direct.input || direct.output)
+    text << " direct=" << (direct.input ? "in" : "") << (direct.input && direct.output ? "," : "")
+         << (direct.output ? "out" : "");
+  if (streamOut) text << " stream";
+  return text.str();
+}
+
+fftwContext plannerContextFor(const fftwContext& caller, const BatchPath& path) {
+  fftwContext planner = caller;
+  planner.setMayOverwrite(true);
+  planner.setEmbedStyle(fftwContext::EMBED_COMPACT);
+  planner.setNumThreads(path.plannerThreads);
+  return planner;
+}
+
+}  // namespace tessel_fft

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "backend/precision.hpp"
+#include "batch/executor.hpp"
 #include "dcst/dcst_batch.hpp"
 #include "nd/paired_dct.hpp"
 #include "tessel_fft/fftw_context.hpp"
@@ -70,14 +71,18 @@ void pairedAllDimensions(const E* in, E* out, const std::uint64_t* dims, std::ui
   if (leading != 0) {
     std::optional<nd_detail::PairedDctPass<R>> passes[kMaxBlockedDimensions];
     for (std::uint64_t d = 0; d < leading; ++d) passes[d].emplace(dims[d], Kind == kDCTIII, orthonormal);
-    for (std::uint64_t start = 0; start < total; start += blockElements) {
-      std::uint64_t stride = 1;
-      for (std::uint64_t d = 0; d < leading; ++d) {
-        passes[d]->run(Parts::real(d == 0 ? in + start : out + start), Parts::real(out + start),
-                       blockElements, stride, Parts::isComplex);
-        stride *= dims[d];
+    // A unit is one block through all the leading dimensions.
+    runUnits({false, 1, false}, total / blockElements, [&](std::size_t firstBlock, std::size_t lastBlock) {
+      for (std::size_t block = firstBlock; block < lastBlock; ++block) {
+        const std::uint64_t start = block * blockElements;
+        std::uint64_t stride = 1;
+        for (std::uint64_t d = 0; d < leading; ++d) {
+          passes[d]->run(Parts::real(d == 0 ? in + start : out + start), Parts::real(out + start),
+                         blockElements, stride, Parts::isComplex);
+          stride *= dims[d];
+        }
       }
-    }
+    });
   }
   std::uint64_t stride = blockElements;
   for (std::uint64_t d = leading; d < ndims; ++d) {

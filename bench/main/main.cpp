@@ -66,10 +66,18 @@ int run(int argc, char** argv) {
   }
 
   // A sweep's shapes are cases too, named s01, s02, ...: --case picks some of them to run again.
+  // Named shapes are measured as drawn ones are.
+  std::vector<StridedProblem> named;
+  for (const std::string& text : options.shapes) {
+    named.emplace_back();
+    if (!parseProblem(text, named.back())) throw UsageError("--shape: no shape in '" + text + "'");
+  }
+  const bool swept = options.sweep > 0 || !named.empty();
   const std::vector<CaseDefinition> pool =
-      options.sweep > 0 ? sweepCases(drawProblems(sweepSpace(options.quick),
-                                                  static_cast<std::uint64_t>(options.sweep), options.seed))
-                        : all;
+      !named.empty()      ? sweepCases(named)
+      : options.sweep > 0 ? sweepCases(drawProblems(sweepSpace(options.quick),
+                                                    static_cast<std::uint64_t>(options.sweep), options.seed))
+                          : all;
   const std::vector<CaseDefinition> selected = selectCases(pool, options.cases);
   ReportFile json, svg;
   if (!json.open(options.jsonPath)) throw UsageError("cannot open '" + options.jsonPath + "' for writing");
@@ -92,7 +100,7 @@ int run(int argc, char** argv) {
     throw UsageError("cannot import wisdom: " + wisdomError);
   info.config.wisdomPath = options.wisdomPath;
 
-  MeasureSettings settings = options.sweep > 0 ? sweepSettings() : MeasureSettings();
+  MeasureSettings settings = swept ? sweepSettings() : MeasureSettings();
   settings.runs = options.runs;
   if (options.quick) {
     settings.secondsPerCase = 0;
@@ -108,13 +116,13 @@ int run(int argc, char** argv) {
     results.push_back(measureCase(selected[i], info.config, settings, label));
   }
 
-  if (options.sweep > 0) confirmSlowShapes(results, selected, info.config, settings);
+  if (swept) confirmSlowShapes(results, selected, info.config, settings);
   const double suiteSeconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - suiteStart).count();
   std::cerr << "finished " << selected.size() << " case(s) in " << static_cast<int>(suiteSeconds + 0.5)
             << " s\n\n";
   printTable(tableOut, results, info);
-  if (options.sweep > 0) printDistribution(tableOut, results, options.seed);
+  if (swept) printDistribution(tableOut, results, options.seed);
   bool written = true;
   if (json.wanted() && !writeJson(json.stream(), results, info)) {
     std::cerr << "tessel-fft-bench: writing " << json.path() << " failed\n";

@@ -43,6 +43,7 @@ Options parseOptions(int argc, const char* const* argv) {
                                  options.cases.push_back(name);
                              }
                            }),
+      tessel_tools::valued({"--shape"}, [&](const std::string& value) { options.shapes.push_back(value); }),
       path(options.jsonPath, "--json", true),
       path(options.wisdomPath, "--wisdom", true),
       path(options.svgPath, "--svg", false),
@@ -81,6 +82,9 @@ std::string usageText() {
          "                   shapes are slower than plain FFTW, and how many are confirmed slow. Some\n"
          "                   2 to 7 s per shape, more for one measured again\n"
          "  --seed S         the sweep's shapes (default 1): a seed always draws the same shapes\n"
+         "  --shape TEXT     instead of drawn shapes, this one, as the sweep's table writes it, e.g.\n"
+         "                   --shape \"c2c inv f32 4096 x 100 x 24\" (repeatable); measured and\n"
+         "                   confirmed as a sweep's shape\n"
          "  --runs N         timed runs per side and case (default: chosen from the case's duration)\n"
          "  --json FILE      also write the results and the run's context as JSON; FILE - writes\n"
          "                   them to stdout, and the table to stderr\n"

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <random>
+#include <regex>
 #include <string>
 
 #include "report.hpp"
@@ -124,6 +125,36 @@ SweepSpace sweepSpace(bool quick) {
     space.maxInputBytes = 256u << 10;
   }
   return space;
+}
+
+bool parseProblem(const std::string& text, StridedProblem& problem) {
+  // The words of StridedProblem::text; the x between the extents may stand without spaces.
+  static const std::regex kWords(R"(^\s*(\S+)( inv)?( complex)? (f32|f64) (\d+) *x *(\d+) *x *(\d+)\s*$)");
+  std::smatch words;
+  if (!std::regex_match(text, words, kWords)) return false;
+  problem = StridedProblem{};
+  const std::string kind = words[1];
+  const bool inverse = words[2].matched, complex = words[3].matched;
+  if (kind == "r2c" || kind == "c2r") {
+    if (inverse || complex) return false;
+    problem.family = kind == "r2c" ? StridedProblem::kR2c : StridedProblem::kC2r;
+  } else if (kind == "c2c") {
+    if (complex) return false;
+    problem.family = StridedProblem::kC2c;
+    problem.direction = inverse ? FFTW_BACKWARD : FFTW_FORWARD;
+  } else {
+    const auto* found = std::find(std::begin(kDcstNames), std::end(kDcstNames), kind);
+    if (found == std::end(kDcstNames)) return false;
+    problem.family = StridedProblem::kDcst;
+    problem.dcstKind = static_cast<int>(found - std::begin(kDcstNames));
+    problem.direction = inverse ? 1 : -1;
+    problem.isComplex = complex;
+  }
+  problem.singlePrecision = words[4] == "f32";
+  problem.stride = std::stoull(words[5]);
+  problem.n = std::stoull(words[6]);
+  problem.blocks = std::stoull(words[7]);
+  return problem.stride > 0 && problem.n > 0 && problem.blocks > 0;
 }
 
 std::vector<StridedProblem> drawProblems(const SweepSpace& space, u64 count, u64 seed) {

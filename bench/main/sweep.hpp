@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "measure.hpp"
@@ -22,6 +23,10 @@ struct SweepSpace {
 };
 
 SweepSpace sweepSpace(bool quick);
+
+// The problem that StridedProblem::text wrote as `text` ("c2c inv f32 4096 x 100 x 24"); false for
+// text that names none.
+bool parseProblem(const std::string& text, StridedProblem& problem);
 
 // `count` problems drawn from `seed`: the same seed gives the same problems on every machine.
 std::vector<StridedProblem> drawProblems(const SweepSpace& space, std::uint64_t count, std::uint64_t seed);

@@ -29,7 +29,7 @@ void runBatch(const fftwContext& caller, typename Planner::Cache* cache, const B
   const BatchRecipe recipe =
       batchRecipeFor({shape, sides, in, sizeof(In), out, sizeof(Out), hooks.keepToWalk()}, caller);
   const RangeBody<In, Out, typename Planner::Plan, Hooks> body{
-      in, out, shape, {sides, recipe.direct.input, recipe.streamOut}, hooks};
+      in, out, shape, {sides, recipe.direct.input, recipe.streamOut, recipe.partsTogether}, hooks};
   const fftwContext context = plannerContextFor(caller, recipe.path);
   const auto onArrays = [&] {
     return recipe.road == BatchRoad::arrays &&

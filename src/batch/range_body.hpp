@@ -31,6 +31,12 @@ struct BatchMoves {
   BatchSides sides;
   bool directInput;  // plans read the caller's input vectors where they lie
   bool streamOut;    // the output is too large for the caches
+  // Interleaved parts of a strided batch move together: as twice as many real columns at twice the
+  // stride, so that each row of a group is read and written once, not once per part.
+  bool partsTogether;
+
+  // Columns of the arrays that one vector of a group takes in scratch at once.
+  std::size_t columnsPerVector() const { return partsTogether ? sides.parts : 1; }
 };
 
 // The hooks of a family that adds nothing to the body: the default.
@@ -86,9 +92,11 @@ struct RangeBody {
                                        setting.cuts);
       In* const planInput = moves.directInput ? const_cast<In*>(source) : inBuf;
       Out* const planOutput = directOutput ? destination : outBuf;
-      for (std::size_t part = 0; part < parts; ++part) {
-        if (!moves.directInput) load(inBuf, inputPlaces, source + part, group);
-        for (std::size_t u = 0; u < group.executions(); ++u) {
+      VectorGroup<Plan> placed = group;
+      placed.count *= moves.columnsPerVector();
+      for (std::size_t part = 0; part < parts / moves.columnsPerVector(); ++part) {
+        if (!moves.directInput) load(inBuf, inputPlaces, source + part, placed);
+        for (std::size_t u = 0; u < placed.executions(); ++u) {
           In* const unitInput = planInput + inputPlaces.unit(u);
           Out* const unitOutput = planOutput + outputPlaces.unit(u);
           hooks.beforeUnit(unitInput, inputPlaces.vectorPitch, vectorsPerPlan);
@@ -98,7 +106,7 @@ struct RangeBody {
                          setting.divisionOverTasks);
           hooks.afterUnit(unitOutput, outputPlaces.vectorPitch, vectorsPerPlan);
         }
-        moveOut(planOutput, outputPlaces, destination + part, group);
+        moveOut(planOutput, outputPlaces, destination + part, placed);
       }
     });
     if (moves.streamOut) buffering::streamFence();
@@ -111,19 +119,24 @@ struct RangeBody {
 
   // Whether `count` vectors of one block move through the rows of their columns at once, which the
   // gather does for several plan units and the move out for several vectors.
-  bool byRows(std::size_t count) const { return moves.sides.parts == 1 && shape.stride != 1 && count > 1; }
+  bool byRows(std::size_t count) const {
+    return (moves.sides.parts == 1 || moves.partsTogether) && shape.stride != 1 && count > 1;
+  }
+  // The distance between rows of the columns that move by rows, in the arrays' elements.
+  std::ptrdiff_t rowPitch() const {
+    return static_cast<std::ptrdiff_t>(moves.columnsPerVector() * shape.stride);
+  }
 
-  // Gathers one part of the group's vectors into their places in scratch, cut to or padded with zeros to
-  // the length the plans read. A strided group is one pass over the rows of its columns; a packed group
-  // (one unit, or contiguous vectors) moves in one piece, other units one by one.
+  // Gathers one part of the group's vectors (or both, where they move together) into their places in scratch,
+  // cut to or padded with zeros to the length the plans read. A strided group is one pass over the rows of
+  // its columns; a packed group (one unit, or contiguous vectors) moves in one piece, other units one by one.
   void load(In* inBuf, const GroupPlaces& places, const In* source, const VectorGroup<Plan>& group) const {
     const std::size_t logical = places.vectorPitch;
     if (byRows(group.executions())) {
       In* rows[GroupCuts::kMaxGroupVectors];
       for (std::size_t v = 0; v < group.count; ++v) rows[v] = inBuf + places.of(v);
       const std::size_t used = std::min(shape.inputLength, logical);
-      buffering::strided::gather_rows(rows, source, static_cast<std::ptrdiff_t>(shape.stride), used,
-                                      group.count);
+      buffering::strided::gather_rows(rows, source, rowPitch(), used, group.count);
       for (std::size_t v = 0; v < group.count; ++v) zeroPadVectors(rows[v], logical, used, 1);
       return;
     }
@@ -136,8 +149,8 @@ struct RangeBody {
     }
   }
 
-  // Moves one part of the group's transformed vectors from their places to the array, completing r2c
-  // spectra where the family asks for it.
+  // Moves one part of the group's transformed vectors (or both) from their places to the array, completing
+  // r2c spectra where the family asks for it.
   void moveOut(Out* planOutput, const GroupPlaces& places, Out* destination,
                const VectorGroup<Plan>& group) const {
     const std::size_t n = shape.length;
@@ -145,7 +158,7 @@ struct RangeBody {
     if (byRows(group.count)) {
       const Out* columns[GroupCuts::kMaxGroupVectors];
       for (std::size_t v = 0; v < group.count; ++v) columns[v] = planOutput + places.of(v);
-      const auto dstStride = static_cast<std::ptrdiff_t>(stride);
+      const std::ptrdiff_t dstStride = rowPitch();
       if constexpr (Hooks::completesSpectra) {
         // The one-sided half row by row, then the mirror from the last row down: row n-1-r takes the
         // conjugate of element 1+r.

@@ -41,17 +41,18 @@ DirectMoves directMovesFor(const BatchCall& call, std::size_t chunk, bool output
 // How the walk cuts this batch. Chunks group only where every place in scratch keeps the alignment the
 // plans were made for, that is where a vector's scratch takes a whole number of 16-byte units.
 GroupCuts groupCutsFor(const BatchShape& shape, const ScratchLayout& scratch, const PlanNeeds& needs,
-                       std::size_t chunk) {
+                       std::size_t chunk, std::size_t columnsPerVector) {
   const bool aligned =
       scratch.inputVectorBytes % kPlanAlignment == 0 && scratch.outputVectorBytes % kPlanAlignment == 0;
   if (!aligned || needs.bufferVectors == 1) return {chunk, 1, false};
-  const std::size_t chunkScratchBytes = chunk * std::max(scratch.inputVectorBytes, scratch.outputVectorBytes);
+  const std::size_t chunkScratchBytes =
+      columnsPerVector * chunk * std::max(scratch.inputVectorBytes, scratch.outputVectorBytes);
   const std::size_t wanted = shape.stride == 1 ? kContiguousGroupBytes / (chunk * scratch.inputVectorBytes)
                                                : (kGroupRowBytes + chunk * scratch.arrayElementBytes - 1) /
                                                      (chunk * scratch.arrayElementBytes);
   const std::size_t fitting = kGroupScratchBytes / chunkScratchBytes;
   const std::size_t needed = (shape.stretch() + chunk - 1) / chunk;
-  const std::size_t listed = GroupCuts::kMaxGroupVectors / chunk;
+  const std::size_t listed = GroupCuts::kMaxGroupVectors / (columnsPerVector * chunk);
   const std::size_t chunksPerGroup = std::max<std::size_t>(1, std::min({wanted, fitting, needed, listed}));
   return {chunk, chunksPerGroup, chunksPerGroup > 1 && shape.stride != 1};
 }
@@ -125,14 +126,17 @@ BatchRecipe batchRecipeFor(const BatchCall& call, const fftwContext& caller) {
   recipe.scratch = {sides.planInputLength * call.inElementBytes,
                     sides.planOutputLength * call.outElementBytes, sides.parts * call.inElementBytes,
                     recipe.direct.output ? call.out : nullptr};
+  recipe.partsTogether = sides.parts != 1 && shape.stride != 1;
+  const std::size_t columns = recipe.partsTogether ? sides.parts : 1;
   recipe.needs = PlanNeeds::of(shape, chunk, recipe.path.pooled);
-  recipe.cuts = groupCutsFor(shape, recipe.scratch, recipe.needs, chunk);
+  recipe.cuts = groupCutsFor(shape, recipe.scratch, recipe.needs, chunk, columns);
   const bool grouped = recipe.needs.bufferVectors != 1;
-  recipe.inputScratchBytes =
-      grouped ? recipe.cuts.scratchBytes(recipe.scratch.inputVectorBytes) : recipe.scratch.inputVectorBytes;
-  recipe.outputScratchBytes = recipe.scratch.sharedOutput != nullptr ? 0
-                              : grouped ? recipe.cuts.scratchBytes(recipe.scratch.outputVectorBytes)
-                                        : recipe.scratch.outputVectorBytes;
+  const auto groupScratch = [&](std::size_t vectorBytes) {
+    return columns * (grouped ? recipe.cuts.scratchBytes(vectorBytes) : vectorBytes);
+  };
+  recipe.inputScratchBytes = groupScratch(recipe.scratch.inputVectorBytes);
+  recipe.outputScratchBytes =
+      recipe.scratch.sharedOutput != nullptr ? 0 : groupScratch(recipe.scratch.outputVectorBytes);
 
   recipe.road = BatchRoad::walk;
   const bool arraysServe =
@@ -164,6 +168,7 @@ std::string BatchRecipe::describe() const {
     text << " direct=" << (direct.input ? "in" : "") << (direct.input && direct.output ? "," : "")
          << (direct.output ? "out" : "");
   if (streamOut) text << " stream";
+  if (partsTogether) text << " parts-together";
   return text.str();
 }
 

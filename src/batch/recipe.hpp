@@ -96,6 +96,7 @@ struct BatchRecipe {
   // The walk's moves, groups and scratch per pair.
   DirectMoves direct;
   bool streamOut;
+  bool partsTogether;  // see BatchMoves
   ScratchLayout scratch;
   PlanNeeds needs;
   GroupCuts cuts;
@@ -110,7 +111,8 @@ struct BatchRecipe {
 
   // Scratch a group passes through, both sides, which sizes the tasks of a pooled walk.
   std::size_t groupBytes() const {
-    return cuts.groupVectors() * (scratch.inputVectorBytes + scratch.outputVectorBytes);
+    return (partsTogether ? 2 : 1) * cuts.groupVectors() *
+           (scratch.inputVectorBytes + scratch.outputVectorBytes);
   }
   // One line, e.g. "walk pooled planner=1 groups=4x4 direct=in,out stream" or
   // "arrays slabs=12x(3,1) tasks fftw=1": for tests and debugging.

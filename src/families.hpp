@@ -3,7 +3,7 @@
 // Two families of plans, the FFTs and the cosine/sine transforms, serve five families of entries. A
 // family is described by its element types, its kinds, how its plan keys pack their flags, what an
 // inverse call divides by, what its output holds and which cache interface a host implements for it.
-// The lists at the bottom are the only lists of precisions and kinds: every explicit instantiation in
+// The lists below are the only lists of precisions and kinds: every explicit instantiation in
 // src/, the Python module's dispatch and the export test expand them, so that a precision or a kind is
 // added here and nowhere else.
 #pragma once
@@ -15,6 +15,26 @@
 
 #include "tessel_fft/fft_kinds.hpp"
 #include "tessel_fft/plan_cache.hpp"
+
+// The lists. Each expands X once per instance, X(T) for an element type and X(T, Kind) for a precision
+// and a kind, and all of them are built on the one list of precisions, TESSEL_PRECISIONS.
+#define TESSEL_PRECISIONS(EACH, X) EACH(X, float) EACH(X, double)
+#define TESSEL_REAL_OF(X, T) X(T)
+#define TESSEL_COMPLEX_OF(X, T) X(std::complex<T>)
+#define TESSEL_FFT_KINDS_OF(X, T) X(T, r2c) X(T, c2r) X(T, c2c)
+// Kinds II to IV of the cosines and of the sines: those with a half-length road (dcst/half_length.hpp).
+#define TESSEL_HALF_LENGTH_KINDS_OF(X, T) X(T, 1) X(T, 2) X(T, 3) X(T, 5) X(T, 6) X(T, 7)
+#define TESSEL_DCST_KINDS_OF(X, T) X(T, 0) X(T, 4) TESSEL_HALF_LENGTH_KINDS_OF(X, T)
+
+#define TESSEL_FOR_EACH_REAL(X) TESSEL_PRECISIONS(TESSEL_REAL_OF, X)
+#define TESSEL_FOR_EACH_COMPLEX_ELEMENT(X) TESSEL_PRECISIONS(TESSEL_COMPLEX_OF, X)
+#define TESSEL_FOR_EACH_ELEMENT(X) TESSEL_FOR_EACH_REAL(X) TESSEL_FOR_EACH_COMPLEX_ELEMENT(X)
+#define TESSEL_FOR_EACH_FFT_TYPE(X) TESSEL_PRECISIONS(TESSEL_FFT_KINDS_OF, X)
+#define TESSEL_FOR_EACH_DCST_TYPE(X) TESSEL_PRECISIONS(TESSEL_DCST_KINDS_OF, X)
+#define TESSEL_FOR_EACH_HALF_LENGTH_TYPE(X) TESSEL_PRECISIONS(TESSEL_HALF_LENGTH_KINDS_OF, X)
+
+// Counts the kinds of a list: they run 0, 1, 2... up to the count, and code may walk them so.
+#define TESSEL_PLUS_ONE(T, Kind) +1
 
 namespace tessel_fft {
 
@@ -31,8 +51,8 @@ struct PlanKeyLayout {
 
 // What an r2c output vector of n points holds.
 enum class SpectrumOutput {
-  full,  // all n values of the Hermitian spectrum: the half FFTW writes, completed on the move out
-  completedInPlace,  // all n values, FFTW's half completed in the caller's array afterwards
+  full,              // all n values: the half FFTW writes, completed on the move out
+  completedInPlace,  // all n values: FFTW's half, completed in the caller's array afterwards
   oneSided,          // the oneSidedLength(n) values FFTW writes
 };
 
@@ -40,7 +60,7 @@ enum class SpectrumOutput {
 struct FFTPlans {
   template <typename T, int Kind>
   using Cache = fftwPlanCacheInterface<T, Kind, fftwPlanKey>;
-  static constexpr int kKinds = 3;
+  static constexpr int kKinds = 0 TESSEL_FFT_KINDS_OF(TESSEL_PLUS_ONE, );
   static constexpr PlanKeyLayout kKeyLayout{0, 8, 16, 20, 24, 28};
 };
 
@@ -48,7 +68,7 @@ struct FFTPlans {
 struct DCSTPlans {
   template <typename T, int Kind>
   using Cache = dcstPlanCacheInterface<T, Kind>;
-  static constexpr int kKinds = 8;
+  static constexpr int kKinds = 0 TESSEL_DCST_KINDS_OF(TESSEL_PLUS_ONE, );
   static constexpr PlanKeyLayout kKeyLayout{0, 4, 8, 12, 16, 28};
 
   // FFTW's r2r kind of a Kind. The II/III order of the Kinds is the library's own, so the FFTW values
@@ -116,20 +136,3 @@ struct DCTNDEntries {
 };
 
 }  // namespace tessel_fft
-
-// The lists. Each expands X once per instance, X(T) for an element type and X(T, Kind) for a precision
-// and a kind, and all of them are built on the one list of precisions, TESSEL_PRECISIONS.
-#define TESSEL_PRECISIONS(EACH, X) EACH(X, float) EACH(X, double)
-#define TESSEL_REAL_OF(X, T) X(T)
-#define TESSEL_COMPLEX_OF(X, T) X(std::complex<T>)
-#define TESSEL_FFT_KINDS_OF(X, T) X(T, r2c) X(T, c2r) X(T, c2c)
-// Kinds II to IV of the cosines and of the sines: those with a half-length road (dcst/half_length.hpp).
-#define TESSEL_HALF_LENGTH_KINDS_OF(X, T) X(T, 1) X(T, 2) X(T, 3) X(T, 5) X(T, 6) X(T, 7)
-#define TESSEL_DCST_KINDS_OF(X, T) X(T, 0) X(T, 4) TESSEL_HALF_LENGTH_KINDS_OF(X, T)
-
-#define TESSEL_FOR_EACH_REAL(X) TESSEL_PRECISIONS(TESSEL_REAL_OF, X)
-#define TESSEL_FOR_EACH_COMPLEX_ELEMENT(X) TESSEL_PRECISIONS(TESSEL_COMPLEX_OF, X)
-#define TESSEL_FOR_EACH_ELEMENT(X) TESSEL_FOR_EACH_REAL(X) TESSEL_FOR_EACH_COMPLEX_ELEMENT(X)
-#define TESSEL_FOR_EACH_FFT_TYPE(X) TESSEL_PRECISIONS(TESSEL_FFT_KINDS_OF, X)
-#define TESSEL_FOR_EACH_DCST_TYPE(X) TESSEL_PRECISIONS(TESSEL_DCST_KINDS_OF, X)
-#define TESSEL_FOR_EACH_HALF_LENGTH_TYPE(X) TESSEL_PRECISIONS(TESSEL_HALF_LENGTH_KINDS_OF, X)

@@ -14,7 +14,8 @@ namespace tessel_fft {
 template <typename T, int Kind>
 bool DCSTPlanner<T, Kind>::getPlan(std::uint64_t n, std::uint64_t howmany, T* in, T* out, int direction,
                                    Plan& plan) const {
-  const fftwPlanKey key = makePlanKey(DCSTPlans::kKeyLayout, n, 1, howmany, direction, in, out, *this->context_);
+  const fftwPlanKey key =
+      makePlanKey(DCSTPlans::kKeyLayout, n, 1, howmany, direction, in, out, *this->context_);
   if (halfLengthServes<Kind>(n)) {
     // The complex FFT of the half-length road, n/2 complex points per vector in the same places.
     const auto half = static_cast<std::ptrdiff_t>(n / 2);

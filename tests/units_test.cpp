@@ -36,6 +36,7 @@
 #include "batch/buffer_managers.hpp"
 #include "dcst/dcst_planner.hpp"
 #include "dcst/half_length.hpp"
+#include "families.hpp"
 #include "plans/fft_planner.hpp"
 #include "support/allocation_control.hpp"
 #include "support/calls.hpp"
@@ -680,7 +681,9 @@ TEST(ReadyCaches, SmallestLruKeepsBothPlansOfOneCall) {
 
 // The shared library exports exactly the public API: the 96 names of the transform families in
 // namespace tessel_fft (counting overloads, not the two symbols a constructor emits), the version query,
-// and FFTW's two assertion handlers, nothing else.
+// and FFTW's two assertion handlers, nothing else. The entries' names are expanded over the library's
+// lists of precisions and kinds (src/families.hpp); the total stays written out, so that an instance
+// dropped from the lists, which would leave both the library and the names, still fails.
 // Name without parameter list and return type, spaces removed: "tessel_fft::quillFFT1D<double,2>".
 std::string baseName(std::string symbol) {
   if (symbol.rfind("void ", 0) == 0) symbol.erase(0, 5);
@@ -707,18 +710,27 @@ std::map<std::string, int> expectedExports() {
         "setPlanStrategy", "setEmbedStyle", "setMayOverwrite", "TS_FFTW_HYBRID"})
     expected[context + name] = 1;
   for (const char* name : {"fftwContext", "operator=", "getPlanStrategy"}) expected[context + name] = 2;
-  for (const char* real : {"float", "double"}) {
-    expected["tessel_fft::quillRFFT1D<" + std::string(real) + ">"] = 1;  // both added with the N-D FFTs
-    for (int kind = 0; kind < 3; ++kind)
-      for (const char* family :
-           {"quillFFT1D", "quillFFT1DNoCopy", "interleavedFFT1D", "interleavedFFT2D", "fftND"})
-        expected["tessel_fft::" + std::string(family) + "<" + real + "," + std::to_string(kind) + ">"] = 1;
-    for (int kind = 0; kind < 8; ++kind)
-      expected["tessel_fft::quillDCST1D<" + std::string(real) + "," + std::to_string(kind) + ">"] = 1;
-    for (const std::string& element : {std::string(real), "std::complex<" + std::string(real) + ">"})
-      for (const char* family : {"dctIIND", "idctIIND"})  // without and with a host context
-        expected["tessel_fft::" + std::string(family) + "<" + element + ">"] = 2;
-  }
+  // The instances of the library's lists, spelled as the demangler spells them: "T" and "T,Kind".
+  const auto withKind = [](const char* type, int kind) {
+    return std::string(type) + "," + std::to_string(kind);
+  };
+#define TESSEL_NAME(T) #T,
+#define TESSEL_NAME_KIND(T, Kind) withKind(#T, Kind),
+  const std::vector<std::string> reals{TESSEL_FOR_EACH_REAL(TESSEL_NAME)};
+  const std::vector<std::string> elements{TESSEL_FOR_EACH_ELEMENT(TESSEL_NAME)};
+  const std::vector<std::string> fftTypes{TESSEL_FOR_EACH_FFT_TYPE(TESSEL_NAME_KIND)};
+  const std::vector<std::string> dcstTypes{TESSEL_FOR_EACH_DCST_TYPE(TESSEL_NAME_KIND)};
+#undef TESSEL_NAME
+#undef TESSEL_NAME_KIND
+  for (const std::string& real : reals) expected["tessel_fft::quillRFFT1D<" + real + ">"] = 1;
+  for (const std::string& type : fftTypes)
+    for (const char* family :
+         {"quillFFT1D", "quillFFT1DNoCopy", "interleavedFFT1D", "interleavedFFT2D", "fftND"})
+      expected["tessel_fft::" + std::string(family) + "<" + type + ">"] = 1;
+  for (const std::string& type : dcstTypes) expected["tessel_fft::quillDCST1D<" + type + ">"] = 1;
+  for (const std::string& element : elements)
+    for (const char* family : {"dctIIND", "idctIIND"})  // without and with a host context
+      expected["tessel_fft::" + std::string(family) + "<" + element + ">"] = 2;
   return expected;
 }
 

@@ -69,17 +69,6 @@ void checkSign(const char* entry, int sign) {
     require(sign == -1 || sign == 1, entry, "c2c sign must be FFTW_FORWARD (-1) or FFTW_BACKWARD (+1)");
 }
 
-// The rules both entries on FFTW's interleaved layout share, for a call with work to do: arrays, an r2c
-// output of more than one spectrum laid out at full length (`fullLengthRule` says why), and the sign.
-template <int Kind>
-void checkInterleaved(const char* entry, const fftwContext& context, const void* in, const void* out,
-                      bool manySpectra, int sign, const char* fullLengthRule) {
-  require(in != nullptr && out != nullptr, entry, "in and out must not be null");
-  require(Kind != r2c || !manySpectra || context.getEmbedStyle() == fftwContext::EMBED_FULL_LENGTH, entry,
-          fullLengthRule);
-  checkSign<Kind>(entry, sign);
-}
-
 // The rules of dctIIND and idctIIND.
 template <typename E>
 void checkND(const char* entry, const E* in, const E* out, const std::uint64_t* dims, std::uint64_t ndims) {
@@ -90,26 +79,20 @@ void checkND(const char* entry, const E* in, const E* out, const std::uint64_t* 
   require(empty || (in != nullptr && out != nullptr), entry, "in and out must not be null");
 }
 
-template <typename T, int Kind>
-void quillFFT1D(fftwContext context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
-                const typename fftElements<T, Kind>::In* in, typename fftElements<T, Kind>::Out* out,
-                std::uint64_t stride, std::uint64_t fftLength, std::uint64_t inputLength,
-                std::uint64_t numVectors, int sign) {
-  checkBatch("quillFFT1D", context, in, out, stride, fftLength, numVectors);
-  checkSign<Kind>("quillFFT1D", sign);
-  tessel_fft::quillFFT1D<T, Kind>(context, cache, in, out, stride, fftLength, inputLength, numVectors, sign);
-}
-
-template <typename T, int Kind>
-void quillFFT1DNoCopy(fftwContext context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
-                      const typename fftElements<T, Kind>::In* in, typename fftElements<T, Kind>::Out* out,
-                      std::uint64_t stride, std::uint64_t fftLength, std::uint64_t inputLength,
-                      std::uint64_t numVectors, int sign) {
-  checkBatch("quillFFT1DNoCopy", context, in, out, stride, fftLength, numVectors);
-  checkSign<Kind>("quillFFT1DNoCopy", sign);
-  tessel_fft::quillFFT1DNoCopy<T, Kind>(context, cache, in, out, stride, fftLength, inputLength, numVectors,
-                                        sign);
-}
+// The two batched FFT entries take the same arguments and keep the same rules.
+#define TESSEL_FFT_CHECKED_BATCH(entry)                                                                    \
+  template <typename T, int Kind>                                                                          \
+  void entry(fftwContext context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,                     \
+             const typename fftElements<T, Kind>::In* in, typename fftElements<T, Kind>::Out* out,         \
+             std::uint64_t stride, std::uint64_t fftLength, std::uint64_t inputLength,                     \
+             std::uint64_t numVectors, int sign) {                                                         \
+    checkBatch(#entry, context, in, out, stride, fftLength, numVectors);                                   \
+    checkSign<Kind>(#entry, sign);                                                                         \
+    tessel_fft::entry<T, Kind>(context, cache, in, out, stride, fftLength, inputLength, numVectors, sign); \
+  }
+TESSEL_FFT_CHECKED_BATCH(quillFFT1D)
+TESSEL_FFT_CHECKED_BATCH(quillFFT1DNoCopy)
+#undef TESSEL_FFT_CHECKED_BATCH
 
 template <typename T, int Kind>
 void quillDCST1D(fftwContext context, dcstPlanCacheInterface<T, Kind>* cache, const T* in, T* out,
@@ -120,29 +103,29 @@ void quillDCST1D(fftwContext context, dcstPlanCacheInterface<T, Kind>* cache, co
                                    isComplex);
 }
 
-template <typename T, int Kind>
-void interleavedFFT1D(const fftwContext& context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
-                      typename interleavedElements<T, Kind>::In* in,
-                      typename interleavedElements<T, Kind>::Out* out, std::uint64_t n, std::uint64_t howmany,
-                      int sign, bool planOnly) {
-  if (kChecksEnabled && n != 0 && howmany != 0)
-    checkInterleaved<Kind>("interleavedFFT1D", context, in, out, howmany > 1, sign,
-                           "r2c with howmany above 1 needs a context with EMBED_FULL_LENGTH (each full "
-                           "spectrum takes n complex values)");
-  tessel_fft::interleavedFFT1D<T, Kind>(context, cache, in, out, n, howmany, sign, planOnly);
-}
-
-template <typename T, int Kind>
-void interleavedFFT2D(const fftwContext& context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
-                      typename interleavedElements<T, Kind>::In* in,
-                      typename interleavedElements<T, Kind>::Out* out, std::uint64_t n0, std::uint64_t n1,
-                      int sign, bool planOnly) {
-  if (kChecksEnabled && n0 != 0 && n1 != 0)
-    checkInterleaved<Kind>("interleavedFFT2D", context, in, out, n1 > 1, sign,
-                           "r2c with n1 above 1 needs a context with EMBED_FULL_LENGTH (the full "
-                           "spectrum takes rows of n0 complex values)");
-  tessel_fft::interleavedFFT2D<T, Kind>(context, cache, in, out, n0, n1, sign, planOnly);
-}
+// The entries on FFTW's interleaved layout, whose last sizes are (n, howmany) or (n0, n1): for a call with
+// work to do, the arrays, an r2c output of more than one spectrum (`count` above 1) laid out at full
+// length (`fullLengthRule` says why), and the sign.
+#define TESSEL_FFT_CHECKED_INTERLEAVED(entry, size, count, fullLengthRule)                            \
+  template <typename T, int Kind>                                                                     \
+  void entry(const fftwContext& context, fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,         \
+             interleavedIn<T, Kind>* in, interleavedOut<T, Kind>* out, std::uint64_t size,            \
+             std::uint64_t count, int sign, bool planOnly) {                                          \
+    if (kChecksEnabled && size != 0 && count != 0) {                                                  \
+      require(in != nullptr && out != nullptr, #entry, "in and out must not be null");                \
+      require(Kind != r2c || count == 1 || context.getEmbedStyle() == fftwContext::EMBED_FULL_LENGTH, \
+              #entry, fullLengthRule);                                                                \
+      checkSign<Kind>(#entry, sign);                                                                  \
+    }                                                                                                 \
+    tessel_fft::entry<T, Kind>(context, cache, in, out, size, count, sign, planOnly);                 \
+  }
+TESSEL_FFT_CHECKED_INTERLEAVED(interleavedFFT1D, n, howmany,
+                               "r2c with howmany above 1 needs a context with EMBED_FULL_LENGTH (each full "
+                               "spectrum takes n complex values)")
+TESSEL_FFT_CHECKED_INTERLEAVED(interleavedFFT2D, n0, n1,
+                               "r2c with n1 above 1 needs a context with EMBED_FULL_LENGTH (the full "
+                               "spectrum takes rows of n0 complex values)")
+#undef TESSEL_FFT_CHECKED_INTERLEAVED
 
 template <typename E>
 void dctIIND(const E* in, E* out, const std::uint64_t* dims, std::uint64_t ndims, bool orthonormal) {

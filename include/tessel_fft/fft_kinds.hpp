@@ -66,4 +66,10 @@ struct interleavedElements<T, c2c> {
   using Out = T[2];
 };
 
+// The same types as the entries' signatures name them.
+template <typename T, int Kind>
+using interleavedIn = typename interleavedElements<T, Kind>::In;
+template <typename T, int Kind>
+using interleavedOut = typename interleavedElements<T, Kind>::Out;
+
 }  // namespace tessel_fft

@@ -26,74 +26,40 @@ class fftwApi {
   // FFTW's version string (double precision library).
   TESSEL_FFT_API static const char* getVersion();
 
-  // Destroys a plan under the lock: the way a host's cache frees the plans it owns. Null is handed on.
-  TESSEL_FFT_API void destroyPlan(fftw_plan plan) const;
-  TESSEL_FFT_API void destroyPlan(fftwf_plan plan) const;
+  // Declared once per precision by TESSEL_FFT_PRECISION_API below, as fftw3.h declares its own API:
+  // P is fftw_plan with R double and C fftw_complex, or fftwf_plan with float and fftwf_complex.
+  //   destroyPlan  destroys a plan under the lock: the way a host's cache frees the plans it owns. Null is
+  //                handed on.
+  //   plan         one guru64 planner call under the lock. The overload follows the pointer types: r2r
+  //                (R, R), r2c (R, C), c2c (C, C), c2r (C, R). The sign of the real kinds is accepted and
+  //                ignored so that generic code can call every kind alike.
+  //   planMany     one plan_many planner call under the lock; overloads and signs as for plan.
+  //   execute      new-array execute, unlocked; no null test. The arrays must have the alignment the plan
+  //                was made for.
+#define TESSEL_FFT_TRANSFORM_API(P, In, Out)                                                                \
+  TESSEL_FFT_API P plan(int rank, const fftw_iodim64* dims, int howmanyRank,                                \
+                        const fftw_iodim64* howmanyDims, In* in, Out* out, int sign, unsigned flags) const; \
+  TESSEL_FFT_API P planMany(int rank, const int* n, int howmany, In* in, const int* inembed, int istride,   \
+                            int idist, Out* out, const int* onembed, int ostride, int odist, int sign,      \
+                            unsigned flags) const;                                                          \
+  TESSEL_FFT_API void execute(P plan, In* in, Out* out) const;
+#define TESSEL_FFT_PRECISION_API(P, R, C)                                                                \
+  TESSEL_FFT_API void destroyPlan(P plan) const;                                                         \
+  TESSEL_FFT_API P plan(int rank, const fftw_iodim64* dims, int howmanyRank,                             \
+                        const fftw_iodim64* howmanyDims, R* in, R* out, const fftw_r2r_kind* kind,       \
+                        unsigned flags) const;                                                           \
+  TESSEL_FFT_API P planMany(int rank, const int* n, int howmany, R* in, const int* inembed, int istride, \
+                            int idist, R* out, const int* onembed, int ostride, int odist, int sign,     \
+                            const fftw_r2r_kind* kind, unsigned flags) const;                            \
+  TESSEL_FFT_API void execute(P plan, R* in, R* out) const;                                              \
+  TESSEL_FFT_TRANSFORM_API(P, R, C)                                                                      \
+  TESSEL_FFT_TRANSFORM_API(P, C, C)                                                                      \
+  TESSEL_FFT_TRANSFORM_API(P, C, R)
 
-  // One guru64 planner call under the lock. The overload follows the pointer types; the sign of the
-  // real kinds is accepted and ignored so that generic code can call every kind alike.
-  TESSEL_FFT_API fftw_plan plan(int rank, const fftw_iodim64* dims, int howmanyRank,
-                                const fftw_iodim64* howmanyDims, double* in, double* out,
-                                const fftw_r2r_kind* kind, unsigned flags) const;
-  TESSEL_FFT_API fftw_plan plan(int rank, const fftw_iodim64* dims, int howmanyRank,
-                                const fftw_iodim64* howmanyDims, double* in, fftw_complex* out, int sign,
-                                unsigned flags) const;
-  TESSEL_FFT_API fftw_plan plan(int rank, const fftw_iodim64* dims, int howmanyRank,
-                                const fftw_iodim64* howmanyDims, fftw_complex* in, fftw_complex* out,
-                                int sign, unsigned flags) const;
-  TESSEL_FFT_API fftw_plan plan(int rank, const fftw_iodim64* dims, int howmanyRank,
-                                const fftw_iodim64* howmanyDims, fftw_complex* in, double* out, int sign,
-                                unsigned flags) const;
-  TESSEL_FFT_API fftwf_plan plan(int rank, const fftw_iodim64* dims, int howmanyRank,
-                                 const fftw_iodim64* howmanyDims, float* in, float* out,
-                                 const fftw_r2r_kind* kind, unsigned flags) const;
-  TESSEL_FFT_API fftwf_plan plan(int rank, const fftw_iodim64* dims, int howmanyRank,
-                                 const fftw_iodim64* howmanyDims, float* in, fftwf_complex* out, int sign,
-                                 unsigned flags) const;
-  TESSEL_FFT_API fftwf_plan plan(int rank, const fftw_iodim64* dims, int howmanyRank,
-                                 const fftw_iodim64* howmanyDims, fftwf_complex* in, fftwf_complex* out,
-                                 int sign, unsigned flags) const;
-  TESSEL_FFT_API fftwf_plan plan(int rank, const fftw_iodim64* dims, int howmanyRank,
-                                 const fftw_iodim64* howmanyDims, fftwf_complex* in, float* out, int sign,
-                                 unsigned flags) const;
-
-  // One plan_many planner call under the lock; overloads and signs as for plan.
-  TESSEL_FFT_API fftw_plan planMany(int rank, const int* n, int howmany, double* in, const int* inembed,
-                                    int istride, int idist, double* out, const int* onembed, int ostride,
-                                    int odist, int sign, const fftw_r2r_kind* kind, unsigned flags) const;
-  TESSEL_FFT_API fftw_plan planMany(int rank, const int* n, int howmany, double* in, const int* inembed,
-                                    int istride, int idist, fftw_complex* out, const int* onembed,
-                                    int ostride, int odist, int sign, unsigned flags) const;
-  TESSEL_FFT_API fftw_plan planMany(int rank, const int* n, int howmany, fftw_complex* in, const int* inembed,
-                                    int istride, int idist, fftw_complex* out, const int* onembed,
-                                    int ostride, int odist, int sign, unsigned flags) const;
-  TESSEL_FFT_API fftw_plan planMany(int rank, const int* n, int howmany, fftw_complex* in, const int* inembed,
-                                    int istride, int idist, double* out, const int* onembed, int ostride,
-                                    int odist, int sign, unsigned flags) const;
-  TESSEL_FFT_API fftwf_plan planMany(int rank, const int* n, int howmany, float* in, const int* inembed,
-                                     int istride, int idist, float* out, const int* onembed, int ostride,
-                                     int odist, int sign, const fftw_r2r_kind* kind, unsigned flags) const;
-  TESSEL_FFT_API fftwf_plan planMany(int rank, const int* n, int howmany, float* in, const int* inembed,
-                                     int istride, int idist, fftwf_complex* out, const int* onembed,
-                                     int ostride, int odist, int sign, unsigned flags) const;
-  TESSEL_FFT_API fftwf_plan planMany(int rank, const int* n, int howmany, fftwf_complex* in,
-                                     const int* inembed, int istride, int idist, fftwf_complex* out,
-                                     const int* onembed, int ostride, int odist, int sign,
-                                     unsigned flags) const;
-  TESSEL_FFT_API fftwf_plan planMany(int rank, const int* n, int howmany, fftwf_complex* in,
-                                     const int* inembed, int istride, int idist, float* out,
-                                     const int* onembed, int ostride, int odist, int sign,
-                                     unsigned flags) const;
-
-  // New-array execute, unlocked; no null test. The arrays must have the alignment the plan was made for.
-  TESSEL_FFT_API void execute(fftw_plan plan, double* in, double* out) const;
-  TESSEL_FFT_API void execute(fftw_plan plan, double* in, fftw_complex* out) const;
-  TESSEL_FFT_API void execute(fftw_plan plan, fftw_complex* in, fftw_complex* out) const;
-  TESSEL_FFT_API void execute(fftw_plan plan, fftw_complex* in, double* out) const;
-  TESSEL_FFT_API void execute(fftwf_plan plan, float* in, float* out) const;
-  TESSEL_FFT_API void execute(fftwf_plan plan, float* in, fftwf_complex* out) const;
-  TESSEL_FFT_API void execute(fftwf_plan plan, fftwf_complex* in, fftwf_complex* out) const;
-  TESSEL_FFT_API void execute(fftwf_plan plan, fftwf_complex* in, float* out) const;
+  TESSEL_FFT_PRECISION_API(fftw_plan, double, fftw_complex)
+  TESSEL_FFT_PRECISION_API(fftwf_plan, float, fftwf_complex)
+#undef TESSEL_FFT_PRECISION_API
+#undef TESSEL_FFT_TRANSFORM_API
 
  private:
   TESSEL_FFT_API fftwApi();

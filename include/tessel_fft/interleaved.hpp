@@ -26,9 +26,8 @@ namespace tessel_fft {
 template <typename T, int Kind>
 TESSEL_FFT_API void interleavedFFT1D(const fftwContext& context,
                                      fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
-                                     typename interleavedElements<T, Kind>::In* in,
-                                     typename interleavedElements<T, Kind>::Out* out, std::uint64_t n,
-                                     std::uint64_t howmany, int sign, bool planOnly);
+                                     interleavedIn<T, Kind>* in, interleavedOut<T, Kind>* out,
+                                     std::uint64_t n, std::uint64_t howmany, int sign, bool planOnly);
 
 // One n0 x n1 array (n0 contiguous) in FFTW's layout, planned through FFTW's plan_many interface.
 // The r2c output is the full two-dimensional Hermitian spectrum (context with EMBED_FULL_LENGTH). c2r
@@ -37,8 +36,7 @@ TESSEL_FFT_API void interleavedFFT1D(const fftwContext& context,
 template <typename T, int Kind>
 TESSEL_FFT_API void interleavedFFT2D(const fftwContext& context,
                                      fftwPlanCacheInterface<T, Kind, fftwPlanKey>* cache,
-                                     typename interleavedElements<T, Kind>::In* in,
-                                     typename interleavedElements<T, Kind>::Out* out, std::uint64_t n0,
-                                     std::uint64_t n1, int sign, bool planOnly);
+                                     interleavedIn<T, Kind>* in, interleavedOut<T, Kind>* out,
+                                     std::uint64_t n0, std::uint64_t n1, int sign, bool planOnly);
 
 }  // namespace tessel_fft

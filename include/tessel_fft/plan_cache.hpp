@@ -23,35 +23,35 @@ struct fftwPlanKey {
   friend bool operator!=(const fftwPlanKey& a, const fftwPlanKey& b) { return !(a == b); }
 };
 
-// A plan cache that the host implements for FFT plans of precision T and kind Kind; ready ones are in
-// tessel_fft/ready_caches.hpp. The library calls it only on the thread that runs a transform and
-// outside its own lock, so a cache shared between host threads must protect itself. There is no release
-// call: a plan that lookupPlan returned may be executed until that transform returns, so a cache must
-// keep every plan alive while a transform that looked it up may run.
+// A plan cache that the host implements for plans of precision T, looked up by Key; ready ones are in
+// tessel_fft/ready_caches.hpp. The library calls it only on the thread that runs a transform and outside
+// its own lock, so a cache shared between host threads must protect itself. There is no release call: a
+// plan that lookupPlan returned may be executed until that transform returns, so a cache must keep every
+// plan alive while a transform that looked it up may run.
 //
 // Freeing: a cache owns the plans it accepted and destroys them itself, when it evicts them or in its
 // destructor, through fftwApi::getInstance().destroyPlan. That takes the library's planner lock;
 // fftw_destroy_plan called directly would race with planning on other threads.
-template <typename T, int Kind, typename Key>
-class fftwPlanCacheInterface {
+//
+// A host derives from one of the two interfaces below, which name the family and kind a cache serves.
+template <typename T, typename Key>
+class planCacheInterface {
  public:
   using Plan = fftwPlan<T>;
-  virtual ~fftwPlanCacheInterface() = default;
+  virtual ~planCacheInterface() = default;
   // True: the cache owns `plan` from now on. False: it stays with the caller, which destroys it.
   virtual bool insertPlan(const Key& key, Plan& plan) = 0;
   // The stored plan, still owned by the cache, or null.
   virtual Plan lookupPlan(const Key& key) = 0;
 };
 
-// The same protocol for the cosine and sine transforms of kind Kind (0..7), keyed by fftwPlanKey.
+// The cache of FFT plans of kind Kind (r2c, c2r, c2c).
+template <typename T, int Kind, typename Key>
+class fftwPlanCacheInterface : public planCacheInterface<T, Key> {};
+
+// The cache of cosine and sine plans of kind Kind (0..7), keyed by fftwPlanKey.
 template <typename T, int Kind>
-class dcstPlanCacheInterface {
- public:
-  using Plan = fftwPlan<T>;
-  virtual ~dcstPlanCacheInterface() = default;
-  virtual bool insertPlan(const fftwPlanKey& key, Plan& plan) = 0;
-  virtual Plan lookupPlan(const fftwPlanKey& key) = 0;
-};
+class dcstPlanCacheInterface : public planCacheInterface<T, fftwPlanKey> {};
 
 }  // namespace tessel_fft
 

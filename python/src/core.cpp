@@ -20,12 +20,18 @@
 #define TESSEL_FFT_ENABLE_CHECKS 1
 #define TESSEL_FFT_CHECK_FAILED(message) throw std::invalid_argument(message)
 #include "tessel_fft/tessel_fft.hpp"
+// The library's lists of precisions and kinds, which its instantiations expand.
+#include "families.hpp"
 
 namespace py = pybind11;
 namespace tf = tessel_fft;
 using u64 = std::uint64_t;
 
 namespace {
+
+// The kinds of the library's lists, walked at compile time: FFT kinds 0..2, cosine/sine kinds 0..7.
+constexpr auto kFFTKinds = std::make_integer_sequence<int, tf::FFTPlans::kKinds>();
+constexpr auto kDCSTKinds = std::make_integer_sequence<int, tf::DCSTPlans::kKinds>();
 
 // Plans kept per precision and kind. A plan holds its twiddles, so this bounds the memory of a process
 // that meets many shapes; beyond it, new shapes are planned on every call (cheaply, from FFTW's wisdom).
@@ -212,7 +218,7 @@ void fftOfKind(int kind, std::integer_sequence<int, Kinds...>, const py::array& 
 template <typename T>
 void fftOfKind(int kind, const py::array& in, py::array& out, const View& view, int sign, u64 threads) {
   if (kind == 3) return runHalfSpectrum<T>(in, out, view, sign, threads);
-  fftOfKind<T>(kind, std::make_integer_sequence<int, 3>(), in, out, view, sign, threads);
+  fftOfKind<T>(kind, kFFTKinds, in, out, view, sign, threads);
 }
 
 template <typename T, int... Kinds>
@@ -229,10 +235,9 @@ void dcstOfKind(int kind, std::integer_sequence<int, Kinds...>, const py::array&
   ((kind == Kinds ? runDCST<T, Kinds>(in, out, view, direction, isComplex, threads) : void()), ...);
 }
 
-template <typename T, int... Kinds>
-std::size_t cachedPlansOf(std::integer_sequence<int, Kinds...>) {
-  return (0 + ... + (dcstCache<T, Kinds>().size())) + fftCache<T, tf::r2c>().size() +
-         fftCache<T, tf::c2r>().size() + fftCache<T, tf::c2c>().size();
+template <typename T, int... FFTKinds, int... DCSTKinds>
+std::size_t cachedPlansOf(std::integer_sequence<int, FFTKinds...>, std::integer_sequence<int, DCSTKinds...>) {
+  return (0 + ... + fftCache<T, FFTKinds>().size()) + (0 + ... + dcstCache<T, DCSTKinds>().size());
 }
 
 }  // namespace
@@ -273,11 +278,10 @@ PYBIND11_MODULE(_core, module) {
       [](int kind, bool single, const py::array& in, py::array& out, const std::vector<u64>& lengths,
          const std::vector<u64>& inputExtents, const std::vector<u64>& axes, int sign, u64 threads) {
         const NDView view{lengths, inputExtents, axes};
-        const auto kinds = std::make_integer_sequence<int, 3>();
         if (single) {
-          fftNDOfKind<float>(kind, kinds, in, out, view, sign, threads);
+          fftNDOfKind<float>(kind, kFFTKinds, in, out, view, sign, threads);
         } else {
-          fftNDOfKind<double>(kind, kinds, in, out, view, sign, threads);
+          fftNDOfKind<double>(kind, kFFTKinds, in, out, view, sign, threads);
         }
       },
       "fftND of kind 0 r2c (one-sided along axes[0]), 1 c2r, 2 c2c over column-major `lengths` from an "
@@ -290,11 +294,10 @@ PYBIND11_MODULE(_core, module) {
       [](int kind, bool single, const py::array& in, py::array& out, u64 stride, u64 n, u64 inputLength,
          u64 numVectors, int direction, bool isComplex, u64 threads) {
         const View view{stride, n, inputLength, numVectors};
-        const auto kinds = std::make_integer_sequence<int, 8>();
         if (single) {
-          dcstOfKind<float>(kind, kinds, in, out, view, direction, isComplex, threads);
+          dcstOfKind<float>(kind, kDCSTKinds, in, out, view, direction, isComplex, threads);
         } else {
-          dcstOfKind<double>(kind, kinds, in, out, view, direction, isComplex, threads);
+          dcstOfKind<double>(kind, kDCSTKinds, in, out, view, direction, isComplex, threads);
         }
       },
       "quillDCST1D of kind 0..7 on contiguous buffers; GIL released while it runs.", py::arg("kind"),
@@ -338,8 +341,7 @@ PYBIND11_MODULE(_core, module) {
       py::arg("name"));
 
   module.def("cached_plans", [] {
-    const auto kinds = std::make_integer_sequence<int, 8>();
-    return cachedPlansOf<float>(kinds) + cachedPlansOf<double>(kinds);
+    return cachedPlansOf<float>(kFFTKinds, kDCSTKinds) + cachedPlansOf<double>(kFFTKinds, kDCSTKinds);
   });
   module.attr("plans_per_cache") = kPlansPerCache;
 

@@ -1,4 +1,4 @@
-// Aligned scratch blocks over the scalable allocator.
+// Aligned scratch buffers over the scalable allocator.
 #include "backend/aligned_scratch.hpp"
 
 #include <tbb/scalable_allocator.h>
@@ -29,7 +29,7 @@ AlignedScratch::~AlignedScratch() { scalable_free(raw_); }
 void* AlignedScratch::get() const {
   const auto raw = reinterpret_cast<std::uintptr_t>(raw_);
   const std::uintptr_t residue = raw % kPlanAlignment;
-  // Step past raw even when it already has the wanted residue: the usable block never starts at raw.
+  // Step past raw even when it already has the wanted residue: the usable buffer never starts at raw.
   std::uintptr_t usable = raw + offset_ - residue;
   if (residue >= offset_) usable += kPlanAlignment;
   return reinterpret_cast<void*>(usable);
@@ -41,15 +41,15 @@ void* alignedScratchAlloc(std::uint64_t size) {
   if (raw == nullptr) return nullptr;
   const auto rawAddress = reinterpret_cast<std::uintptr_t>(raw);
   const std::uintptr_t aligned = (rawAddress + kPlanAlignment) & ~(kPlanAlignment - 1);
-  // The allocator aligns to at least 8, so the word below the block lies inside the allocation.
+  // The allocator aligns to at least 8, so the word below the buffer lies inside the allocation.
   std::memcpy(reinterpret_cast<void*>(aligned - sizeof(void*)), &raw, sizeof(void*));
   return reinterpret_cast<void*>(aligned);
 }
 
-void alignedScratchFree(void* block) {
-  if (block == nullptr) return;
+void alignedScratchFree(void* buffer) {
+  if (buffer == nullptr) return;
   void* raw;
-  std::memcpy(&raw, static_cast<char*>(block) - sizeof(void*), sizeof(void*));
+  std::memcpy(&raw, static_cast<char*>(buffer) - sizeof(void*), sizeof(void*));
   scalable_free(raw);
 }
 

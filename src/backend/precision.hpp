@@ -6,6 +6,7 @@
 #include <complex>
 #include <cstdint>
 
+#include "families.hpp"  // the lists of instantiations that come with the element types
 #include "tessel_fft/fft_kinds.hpp"
 
 namespace tessel_fft {
@@ -53,9 +54,3 @@ fftwComplex<T>* asFftw(std::complex<T>* p) {
 }
 
 }  // namespace tessel_fft
-
-// X(T) for each precision, each complex element and each element type of the library: the one source of
-// the lists of instantiations.
-#define TESSEL_FOR_EACH_REAL(X) X(float) X(double)
-#define TESSEL_FOR_EACH_COMPLEX_ELEMENT(X) X(std::complex<float>) X(std::complex<double>)
-#define TESSEL_FOR_EACH_ELEMENT(X) TESSEL_FOR_EACH_REAL(X) TESSEL_FOR_EACH_COMPLEX_ELEMENT(X)

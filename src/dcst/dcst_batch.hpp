@@ -7,9 +7,9 @@
 
 #include "batch/batch_run.hpp"
 #include "batch/scale_inverse.hpp"
-#include "dcst/dcst_kinds.hpp"
 #include "dcst/dcst_planner.hpp"
 #include "dcst/half_length.hpp"
+#include "families.hpp"
 
 namespace tessel_fft {
 
@@ -80,7 +80,7 @@ void runDCSTBatch(const fftwContext& context, dcstPlanCacheInterface<T, Kind>* c
   sides.plansKeepInput = pass.divisors == nullptr || !pass.divisors->beforeTransform;
   sides.plansOnScratchOnly = halfLength;
   sides.outputReadNext = pass.outputReadNext;
-  sides.divisor = direction == 1 ? dcstDivisor<Kind>(n) : 1;
+  sides.divisor = direction == 1 ? DCSTPlans::divisor<Kind>(n) : 1;
   sides.arrayPlanLength = kArrayPlanLength;
   const std::shared_ptr<const HalfLengthTwiddles<T>> twiddles =
       halfLength ? halfLengthTwiddles<T>(n, Kind % 4 == 3) : nullptr;

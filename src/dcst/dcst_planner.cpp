@@ -3,8 +3,8 @@
 
 #include <cstddef>
 
-#include "dcst/dcst_kinds.hpp"
 #include "dcst/half_length.hpp"
+#include "families.hpp"
 #include "plans/plan_acquisition.hpp"
 #include "plans/plan_key.hpp"
 #include "tessel_fft/fftw_api.hpp"
@@ -14,7 +14,8 @@ namespace tessel_fft {
 template <typename T, int Kind>
 bool DCSTPlanner<T, Kind>::getPlan(std::uint64_t n, std::uint64_t howmany, T* in, T* out, int direction,
                                    Plan& plan) const {
-  const fftwPlanKey key = makePlanKey(kDCSTKeyLayout, n, 1, howmany, direction, in, out, *this->context_);
+  const fftwPlanKey key =
+      makePlanKey(DCSTPlans::kKeyLayout, n, 1, howmany, direction, in, out, *this->context_);
   if (halfLengthServes<Kind>(n)) {
     // The complex FFT of the half-length road, n/2 complex points per vector in the same places.
     const auto half = static_cast<std::ptrdiff_t>(n / 2);
@@ -33,7 +34,7 @@ bool DCSTPlanner<T, Kind>::getPlan(std::uint64_t n, std::uint64_t howmany, T* in
   const fftw_iodim64 howmanyDims{static_cast<std::ptrdiff_t>(howmany), static_cast<std::ptrdiff_t>(n),
                                  static_cast<std::ptrdiff_t>(n)};
   // The planner takes one kind per transformed dimension.
-  const fftw_r2r_kind kind[1] = {dcstFftwKind<Kind>()};
+  const fftw_r2r_kind kind[1] = {DCSTPlans::fftwKind<Kind>()};
   const auto planOn = [&](T* input, unsigned flags) {
     return fftwApi::getInstance().plan(1, &dims, 1, &howmanyDims, input, out, kind, flags);
   };
@@ -44,7 +45,7 @@ bool DCSTPlanner<T, Kind>::getPlan(std::uint64_t n, std::uint64_t howmany, T* in
 template <typename T, int Kind>
 fftwPlan<T> DCSTPlanner<T, Kind>::planOverArrays(const ArrayDims& dims, T* in, T* out, int /*direction*/,
                                                  unsigned flags) {
-  const fftw_r2r_kind kind[1] = {dcstFftwKind<Kind>()};
+  const fftw_r2r_kind kind[1] = {DCSTPlans::fftwKind<Kind>()};
   return fftwApi::getInstance().plan(1, &dims.transform, dims.loopRank, dims.loops, in, out, kind, flags);
 }
 

@@ -220,17 +220,10 @@ void runHalfLength(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* i
   if constexpr (Kind % 4 == 3) runKindFour<R, sine>(plan, twiddles, in, out, n, count);
 }
 
-template std::shared_ptr<const HalfLengthTwiddles<float>> halfLengthTwiddles<float>(std::uint64_t, bool);
-template std::shared_ptr<const HalfLengthTwiddles<double>> halfLengthTwiddles<double>(std::uint64_t, bool);
+#define TESSEL_HALF_LENGTH_TWIDDLES(R) template decltype(halfLengthTwiddles<R>) halfLengthTwiddles<R>;
+TESSEL_FOR_EACH_REAL(TESSEL_HALF_LENGTH_TWIDDLES)
 
-#define TESSEL_HALF_LENGTH(T, Kind)                                                                    \
-  template void runHalfLength<T, Kind>(fftwPlan<T>, const HalfLengthTwiddles<T>&, T*, T*, std::size_t, \
-                                       std::size_t);
-#define TESSEL_HALF_LENGTH_KINDS(T) \
-  TESSEL_HALF_LENGTH(T, 1)          \
-  TESSEL_HALF_LENGTH(T, 2)          \
-  TESSEL_HALF_LENGTH(T, 3) TESSEL_HALF_LENGTH(T, 5) TESSEL_HALF_LENGTH(T, 6) TESSEL_HALF_LENGTH(T, 7)
-TESSEL_HALF_LENGTH_KINDS(float)
-TESSEL_HALF_LENGTH_KINDS(double)
+#define TESSEL_HALF_LENGTH(R, Kind) template decltype(runHalfLength<R, Kind>) runHalfLength<R, Kind>;
+TESSEL_FOR_EACH_HALF_LENGTH_TYPE(TESSEL_HALF_LENGTH)
 
 }  // namespace tessel_fft

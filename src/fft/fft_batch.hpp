@@ -6,6 +6,7 @@
 
 #include "backend/precision.hpp"
 #include "batch/batch_run.hpp"
+#include "families.hpp"
 #include "plans/fft_planner.hpp"
 #include "tessel_fft/fft_kinds.hpp"
 
@@ -44,7 +45,7 @@ void runFFTBatch(const fftwContext& context, fftwPlanCacheInterface<T, Kind, fft
   // c2r plans overwrite their input.
   sides.plansKeepInput = Kind != c2r;
   sides.outputReadNext = pass.outputReadNext;
-  sides.divisor = pass.divide ? n : 1;
+  sides.divisor = pass.divide ? FFT1DEntries::divisor(n) : 1;
   sides.arrayPlanLength = Kind == c2c ? kArrayPlanLength : shape.stride > 1 ? kRealArrayPlanLength : 0;
   if constexpr (Kind == r2c) {
     if (!pass.halfSpectrum) {

@@ -34,7 +34,7 @@ KindGeometry<T, Kind> geometryOf(const fftwContext& context, std::uint64_t n) {
 template <typename T, int Kind>
 bool FFTPlanner<T, Kind>::getPlan(std::uint64_t n, std::uint64_t howmany, In* in, Out* out, int sign,
                                   Plan& plan) const {
-  const fftwPlanKey key = makePlanKey(kFFTKeyLayout, n, 1, howmany, sign, in, out, *this->context_);
+  const fftwPlanKey key = makePlanKey(FFTPlans::kKeyLayout, n, 1, howmany, sign, in, out, *this->context_);
   const auto geometry = geometryOf<T, Kind>(*this->context_, n);
   const fftw_iodim64 dims{static_cast<std::ptrdiff_t>(n), 1, 1};
   const fftw_iodim64 howmanyDims{static_cast<std::ptrdiff_t>(howmany),
@@ -50,7 +50,7 @@ bool FFTPlanner<T, Kind>::getPlan(std::uint64_t n, std::uint64_t howmany, In* in
 template <typename T, int Kind>
 bool FFTPlanner<T, Kind>::getPlan2D(std::uint64_t n0, std::uint64_t n1, In* in, Out* out, int sign,
                                     Plan& plan) const {
-  const fftwPlanKey key = makePlanKey(kFFTKeyLayout, n0, 2, n1, sign, in, out, *this->context_);
+  const fftwPlanKey key = makePlanKey(FFTPlans::kKeyLayout, n0, 2, n1, sign, in, out, *this->context_);
   const auto geometry = geometryOf<T, Kind>(*this->context_, n0);
   // plan_many takes int: the sizes are cut to 32 bits unchecked; the key keeps them whole.
   const int sizes[2] = {static_cast<int>(n1), static_cast<int>(n0)};

@@ -33,7 +33,3 @@ class FFTPlanner : public PlannerOf<fftwPlanCacheInterface<T, Kind, fftwPlanKey>
 };
 
 }  // namespace tessel_fft
-
-// X(T, Kind) for each precision and FFT kind, for the lists of instantiations.
-#define TESSEL_FOR_EACH_FFT_TYPE(X) \
-  X(float, r2c) X(float, c2r) X(float, c2c) X(double, r2c) X(double, c2r) X(double, c2c)

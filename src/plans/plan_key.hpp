@@ -4,28 +4,15 @@
 #include <cstdint>
 
 #include "backend/aligned_scratch.hpp"
+#include "families.hpp"
 #include "tessel_fft/fftw_context.hpp"
 #include "tessel_fft/plan_cache.hpp"
 
 namespace tessel_fft {
 
-// Bit positions of the packed `flags` word of a plan key. The FFT and the cosine/sine families pack
-// the same facts at different positions; a host cache may hold keys of both.
-struct PlanKeyLayout {
-  unsigned inputResidue;   // 4 bits: input address modulo 16
-  unsigned outputResidue;  // 4 bits: output address modulo 16
-  unsigned inverse;        // sign or direction equals 1
-  unsigned fullEmbed;      // embed style equals EMBED_FULL_LENGTH
-  unsigned inPlace;        // input address equals output address
-  unsigned threaded;       // more than one planner thread
-};
-
-inline constexpr PlanKeyLayout kFFTKeyLayout{0, 8, 16, 20, 24, 28};
-inline constexpr PlanKeyLayout kDCSTKeyLayout{0, 4, 8, 12, 16, 28};
-
-// The key of a problem: sizes as given, flags packed by `layout`. Note the deliberate asymmetry: the
-// embed bit tests the style for equality with EMBED_FULL_LENGTH, while plan distances test it for
-// non-zero.
+// The key of a problem: sizes as given, flags packed by `layout` (a family's kKeyLayout). Note the deliberate
+// asymmetry: the embed bit tests the style for equality with EMBED_FULL_LENGTH, while plan distances test it
+// for non-zero.
 inline fftwPlanKey makePlanKey(const PlanKeyLayout& layout, std::uint64_t size0, std::uint64_t rank,
                                std::uint64_t size1, int signOrDirection, const void* in, const void* out,
                                const fftwContext& context) {

@@ -12,6 +12,7 @@
 #include <numeric>
 #include <sstream>
 
+#include "families.hpp"
 #include "support/allocation_control.hpp"
 #include "support/counting_cache.hpp"
 #include "support/reference.hpp"
@@ -247,7 +248,8 @@ void execute(const Call& c, CacheSet& caches, T* in, T* out) {
                       false);
   context.setChunkSize(c.chunk);
   if (c.family == Family::DCST)
-    return runDCST<T>(std::make_integer_sequence<int, 8>(), c, context, caches, in, out);
+    return runDCST<T>(std::make_integer_sequence<int, tessel_fft::DCSTPlans::kKinds>(), c, context, caches,
+                      in, out);
   if (c.family == Family::ND && (c.flags & kComplex))
     return runND(c, context, caches, reinterpret_cast<std::complex<T>*>(in),
                  reinterpret_cast<std::complex<T>*>(out));

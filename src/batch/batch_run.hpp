@@ -37,9 +37,9 @@ void runBatch(const fftwContext& caller, typename Planner::Cache* cache, const B
                                        in, out, sides);
   };
   BatchPlans<Planner> plans(&context, cache, sides.transformLength, sign);
-  const auto loopOver = [&](void* inBlock, void* outBlock, std::size_t begin, std::size_t end) {
+  const auto loopOver = [&](void* inBuffer, void* outBuffer, std::size_t begin, std::size_t end) {
     body(LoopSetting<typename Planner::Plan>{plans.plans(), recipe.cuts, recipe.path.divisionOverTasks()},
-         inBlock, outBlock, begin, end);
+         inBuffer, outBuffer, begin, end);
   };
   const auto runPooled = [&](MultiBufferMgr& manager) {
     plans.preparePooled(manager, recipe.needs);

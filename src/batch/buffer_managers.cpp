@@ -9,7 +9,7 @@ namespace tessel_fft {
 namespace {
 
 // Both blocks, or neither: a half-made pair is freed again. A pair of an input-only pool has no
-// output block at all, rather than an empty one that its first release would have to drop.
+// output buffer at all, rather than an empty one that its first release would have to drop.
 bool allocatePair(std::size_t inputBytes, std::size_t outputBytes, BufferPair& pair) {
   pair.input = alignedScratchAlloc(inputBytes);
   pair.output = outputBytes != 0 ? alignedScratchAlloc(outputBytes) : nullptr;

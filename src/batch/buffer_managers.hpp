@@ -7,17 +7,17 @@
 
 namespace tessel_fft {
 
-// One input and one output scratch block, both from alignedScratchAlloc; a pool whose output size is
-// 0 has no output block.
+// One input and one output scratch buffer, both from alignedScratchAlloc; a pool whose output size is
+// 0 has no output buffer.
 struct BufferPair {
   void* input = nullptr;
   void* output = nullptr;
 };
 
 // The scratch of a direct batch: one pair, freed by the destructor. With a `sharedOutput` only the input
-// block is allocated and `output` is the caller's array, which the pair doesn't own: the plans then
+// buffer is allocated and `output` is the caller's array, which the pair doesn't own: the plans then
 // write straight into it. Throws std::runtime_error("FFTW:nomem"), with nothing left allocated, if a
-// block can't be had. Not copyable.
+// buffer can't be had. Not copyable.
 class ScratchBufferPair {
  public:
   ScratchBufferPair(std::size_t inputBytes, std::size_t outputBytes, void* sharedOutput = nullptr);
@@ -48,7 +48,7 @@ class MultiBufferMgr {
   void acquireBuffers(BufferPair& pair);
   // Gives a pair back; `output` must be what outputBuffer returned for it.
   virtual void releaseBuffers(void* input, void* output);
-  // The output block a task writes to for this pair.
+  // The output buffer a task writes to for this pair.
   virtual void* outputBuffer(const BufferPair& pair);
 
  protected:
@@ -58,7 +58,7 @@ class MultiBufferMgr {
 };
 
 // A pool of input blocks only: every task writes straight to the caller's output array. Its pairs
-// carry no output block (the callers pass an output size of 0).
+// carry no output buffer (the callers pass an output size of 0).
 class MultipleInputOnlyBufferMgr : public MultiBufferMgr {
  public:
   MultipleInputOnlyBufferMgr(std::size_t inputBytes, std::size_t outputBytes, void* output);

@@ -43,7 +43,7 @@ void runUnits(const UnitSpread& spread, std::size_t count, const Unit& unit) {
   }
 }
 
-// Cuts the groups of a batch into tasks that each run loop(inBlock, outBlock, begin, end) on a pair from
+// Cuts the groups of a batch into tasks that each run loop(inBuffer, outBuffer, begin, end) on a pair from
 // `manager`, with the calling thread taking part; returns when all have ended. An exception of a task
 // comes out here once, after every pair is back in the pool. A thread never runs two tasks of the batch at
 // once. `groupBytes` is the scratch a group passes through, which sizes the tasks.

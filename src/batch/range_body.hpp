@@ -59,7 +59,7 @@ struct NoHooks {
 };
 
 // The loop of one range of vectors. In and Out are the arrays' element types on each side of the plans; Hooks
-// is NoHooks or a family's variant of it. Where the output block is the output array itself the plans write
+// is NoHooks or a family's variant of it. Where the output buffer is the output array itself the plans write
 // straight into the array, and only an r2c spectrum still moves, in place. Tasks share one body read-only.
 template <typename In, typename Out, typename Plan, typename Hooks = NoHooks>
 struct RangeBody {
@@ -69,10 +69,10 @@ struct RangeBody {
   BatchMoves moves;
   Hooks hooks;
 
-  void operator()(const LoopSetting<Plan>& setting, void* inBlock, void* outBlock, std::size_t begin,
+  void operator()(const LoopSetting<Plan>& setting, void* inBuffer, void* outBuffer, std::size_t begin,
                   std::size_t end) const {
-    In* const inBuf = static_cast<In*>(inBlock);
-    Out* const outBuf = static_cast<Out*>(outBlock);
+    In* const inBuf = static_cast<In*>(inBuffer);
+    Out* const outBuf = static_cast<Out*>(outBuffer);
     const bool directOutput = outBuf == out;
     const std::size_t parts = moves.sides.parts;
     walkBatch(shape, setting.plans, setting.cuts, begin, end, [&](const VectorGroup<Plan>& group) {

@@ -51,10 +51,10 @@ void dctIIStep(fftwContext context, dcstPlanCacheInterface<ndReal<E>, Kind>* cac
                         orthonormal ? -1 : direction, Parts::isComplex, pass);
 }
 
-// The leading dimensions whose blocks take at most this much run block by block, so that a block stays
+// The leading dimensions whose slabs take at most this much run slab by slab, so that a slab stays
 // in the outer caches from one of them to the next.
-inline constexpr std::uint64_t kCachedBlockBytes = 512 * 1024;
-inline constexpr std::uint64_t kMaxBlockedDimensions = 4;
+inline constexpr std::uint64_t kCachedSlabBytes = 512 * 1024;
+inline constexpr std::uint64_t kMaxSlabDimensions = 4;
 
 // Without a host context: each dimension plans by estimate on one thread, and its plans die with the
 // call.
@@ -63,28 +63,28 @@ void pairedAllDimensions(const E* in, E* out, const std::uint64_t* dims, std::ui
                          std::uint64_t total, bool orthonormal) {
   using Parts = ElementParts<E>;
   using R = ndReal<E>;
-  std::uint64_t leading = 0, blockElements = 1;
-  while (leading < std::min(ndims, kMaxBlockedDimensions) &&
-         blockElements * dims[leading] * sizeof(E) <= kCachedBlockBytes)
-    blockElements *= dims[leading++];
-  if (leading < 2) leading = 0, blockElements = 1;
+  std::uint64_t leading = 0, slabElements = 1;
+  while (leading < std::min(ndims, kMaxSlabDimensions) &&
+         slabElements * dims[leading] * sizeof(E) <= kCachedSlabBytes)
+    slabElements *= dims[leading++];
+  if (leading < 2) leading = 0, slabElements = 1;
   if (leading != 0) {
-    std::optional<nd_detail::PairedDctPass<R>> passes[kMaxBlockedDimensions];
+    std::optional<nd_detail::PairedDctPass<R>> passes[kMaxSlabDimensions];
     for (std::uint64_t d = 0; d < leading; ++d) passes[d].emplace(dims[d], Kind == kDCTIII, orthonormal);
-    // A unit is one block through all the leading dimensions.
-    runUnits({false, 1, false}, total / blockElements, [&](std::size_t firstBlock, std::size_t lastBlock) {
-      for (std::size_t block = firstBlock; block < lastBlock; ++block) {
-        const std::uint64_t start = block * blockElements;
+    // A unit is one slab through all the leading dimensions.
+    runUnits({false, 1, false}, total / slabElements, [&](std::size_t firstSlab, std::size_t lastSlab) {
+      for (std::size_t slab = firstSlab; slab < lastSlab; ++slab) {
+        const std::uint64_t start = slab * slabElements;
         std::uint64_t stride = 1;
         for (std::uint64_t d = 0; d < leading; ++d) {
           passes[d]->run(Parts::real(d == 0 ? in + start : out + start), Parts::real(out + start),
-                         blockElements, stride, Parts::isComplex);
+                         slabElements, stride, Parts::isComplex);
           stride *= dims[d];
         }
       }
     });
   }
-  std::uint64_t stride = blockElements;
+  std::uint64_t stride = slabElements;
   for (std::uint64_t d = leading; d < ndims; ++d) {
     nd_detail::PairedDctPass<R> pass(dims[d], Kind == kDCTIII, orthonormal);
     pass.run(Parts::real(d == 0 ? in : out), Parts::real(out), total, stride, Parts::isComplex);

@@ -139,7 +139,7 @@ bool runOnArrays(const BatchRecipe& recipe, unsigned strategy, const BatchShape&
         scaleInverse(output + parts * k * shape.stride, sides.divisor, parts * slab.columns, false);
     }
   };
-  runUnits({recipe.slabTasks, 1, false}, count, [&](std::size_t first, std::size_t last) {
+  runSteps({recipe.slabTasks, 1, false}, count, [&](std::size_t first, std::size_t last) {
     for (std::size_t index = first; index < last; ++index) runSlab(index);
   });
   return true;

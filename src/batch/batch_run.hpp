@@ -53,7 +53,7 @@ void runBatch(const fftwContext& caller, typename Planner::Cache* cache, const B
     // The larger side of the arrays: no move of the batch takes more.
     const std::size_t batchBytes =
         shape.numVectors * sides.parts * std::max(shape.inputLength * sizeof(In), shape.length * sizeof(Out));
-    runUnits({false, 1, needsCallerOnlyArena(recipe.path.threaded, batchBytes)}, 1,
+    runSteps({false, 1, needsCallerOnlyArena(recipe.path.threaded, batchBytes)}, 1,
              [&](std::size_t, std::size_t) { loopOver(pair.input, pair.output, 0, shape.numVectors); });
   } else if (recipe.scratch.sharedOutput != nullptr) {
     MultipleInputOnlyBufferMgr manager(recipe.inputScratchBytes, 0, recipe.scratch.sharedOutput);

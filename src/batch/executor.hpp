@@ -1,4 +1,4 @@
-// The executor every road runs on: the units of a road (the walk's groups, the slabs of plans over the
+// The executor every road runs on: the steps of a road (the walk's groups, the slabs of plans over the
 // arrays, the slab steps of an N-D FFT, the pair groups of the paired N-D DCT) spread over tasks or run in
 // order on the calling thread, as its recipe says.
 #pragma once
@@ -17,29 +17,29 @@
 
 namespace tessel_fft {
 
-// How the units of a road spread: over tasks of `grain` units each, the calling thread taking part; or in
+// How the steps of a road spread: over tasks of `grain` steps each, the calling thread taking part; or in
 // order on the calling thread, alone where `callerOnly` (a context of one thread: the parallel loops
 // that the movement kernels nest for large moves then find no other thread to share with).
-struct UnitSpread {
+struct StepSpread {
   bool overTasks;
   std::size_t grain;
   bool callerOnly;
 };
 
-// Runs unit(begin, end) over the units [0, count) as `spread` says; returns when all have ended. An
+// Runs step(begin, end) over the steps [0, count) as `spread` says; returns when all have ended. An
 // exception of a task comes out here once.
-template <typename Unit>
-void runUnits(const UnitSpread& spread, std::size_t count, const Unit& unit) {
+template <typename Step>
+void runSteps(const StepSpread& spread, std::size_t count, const Step& step) {
   if (spread.overTasks) {
     tbb::parallel_for(
         tbb::blocked_range<std::size_t>(0, count, std::max<std::size_t>(1, spread.grain)),
-        [&](const tbb::blocked_range<std::size_t>& range) { unit(range.begin(), range.end()); },
+        [&](const tbb::blocked_range<std::size_t>& range) { step(range.begin(), range.end()); },
         tbb::simple_partitioner());
   } else if (spread.callerOnly) {
     tbb::task_arena callerOnly(1);
-    callerOnly.execute([&] { unit(std::size_t{0}, count); });
+    callerOnly.execute([&] { step(std::size_t{0}, count); });
   } else {
-    unit(std::size_t{0}, count);
+    step(std::size_t{0}, count);
   }
 }
 
@@ -50,7 +50,7 @@ void runUnits(const UnitSpread& spread, std::size_t count, const Unit& unit) {
 template <typename Loop>
 void runTasks(MultiBufferMgr& manager, const BatchGroups& groups, std::size_t groupBytes, const Loop& loop) {
   const std::size_t count = groups.count();
-  runUnits({true, taskGrain(count, groupBytes), false}, count, [&](std::size_t first, std::size_t last) {
+  runSteps({true, taskGrain(count, groupBytes), false}, count, [&](std::size_t first, std::size_t last) {
     const std::size_t begin = groups.firstVector(first);
     const std::size_t end = groups.firstVector(last);
     withPooledPair(manager, [&](void* input, void* output) {

@@ -76,14 +76,14 @@ inline constexpr std::uint64_t kContextFreeThreads = 1;
 // Work per task of a pooled batch, input and output together: enough to hide the cost of a task and of
 // its scratch hand-over, small enough that a batch still spreads over many tasks.
 inline constexpr std::size_t kTaskBytes = 512 * buffering::kKiB;
-// Tasks a pooled batch is cut into at least, where it has that many units, so that threads that start
+// Tasks a pooled batch is cut into at least, where it has that many steps, so that threads that start
 // late still find work.
 inline constexpr std::size_t kMinTasks = 16;
 
-// Units per task, for `count` units of `unitBytes` each.
-inline std::size_t taskGrain(std::size_t count, std::size_t unitBytes) {
+// Steps per task, for `count` steps of `stepBytes` each.
+inline std::size_t taskGrain(std::size_t count, std::size_t stepBytes) {
   return std::max<std::size_t>(1,
-                               std::min(kTaskBytes / std::max<std::size_t>(unitBytes, 1), count / kMinTasks));
+                               std::min(kTaskBytes / std::max<std::size_t>(stepBytes, 1), count / kMinTasks));
 }
 
 // Calls on a context of one thread run on the calling thread alone, with no arena of their own where

@@ -71,8 +71,8 @@ void pairedAllDimensions(const E* in, E* out, const std::uint64_t* dims, std::ui
   if (leading != 0) {
     std::optional<nd_detail::PairedDctPass<R>> passes[kMaxSlabDimensions];
     for (std::uint64_t d = 0; d < leading; ++d) passes[d].emplace(dims[d], Kind == kDCTIII, orthonormal);
-    // A unit is one slab through all the leading dimensions.
-    runUnits({false, 1, false}, total / slabElements, [&](std::size_t firstSlab, std::size_t lastSlab) {
+    // A step is one slab through all the leading dimensions.
+    runSteps({false, 1, false}, total / slabElements, [&](std::size_t firstSlab, std::size_t lastSlab) {
       for (std::size_t slab = firstSlab; slab < lastSlab; ++slab) {
         const std::uint64_t start = slab * slabElements;
         std::uint64_t stride = 1;

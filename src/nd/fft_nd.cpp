@@ -140,9 +140,9 @@ void fftND(fftwContext context, const fftNDCaches<T>& caches, const typename fft
     const BatchPath path = chooseBatchPath(context.getNumThreads(), group.steps, stepPoints);
     fftwContext stepContext = context;
     stepContext.setNumThreads(1);
-    const UnitSpread spread{path.pooled, 1,
+    const StepSpread spread{path.pooled, 1,
                             needsCallerOnlyArena(path.threaded, group.steps * stepPoints * sizeof(T))};
-    runUnits(spread, group.steps, [&](std::size_t first, std::size_t last) {
+    runSteps(spread, group.steps, [&](std::size_t first, std::size_t last) {
       for (std::size_t step = first; step < last; ++step)
         for (std::size_t q = group.firstPass; q < group.firstPass + group.passCount; ++q)
           run(q, stepContext, step, group.steps);

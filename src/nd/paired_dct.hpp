@@ -161,12 +161,12 @@ class PairedDctPass {
       return static_cast<std::ptrdiff_t>(g) * layout.pairStep +
              static_cast<std::ptrdiff_t>(j) * layout.rowStep;
     };
-    // A unit is one group of pairs of one page.
+    // A step is one group of pairs of one page.
     const std::size_t groupsPerPage = (layout.pairs + group - 1) / group;
-    runUnits(
-        {false, 1, false}, layout.pages * groupsPerPage, [&](std::size_t firstUnit, std::size_t lastUnit) {
-          for (std::size_t unit = firstUnit; unit < lastUnit; ++unit) {
-            const std::size_t page = unit / groupsPerPage, first = unit % groupsPerPage * group;
+    runSteps(
+        {false, 1, false}, layout.pages * groupsPerPage, [&](std::size_t firstStep, std::size_t lastStep) {
+          for (std::size_t step = firstStep; step < lastStep; ++step) {
+            const std::size_t page = step / groupsPerPage, first = step % groupsPerPage * group;
             const std::size_t count = std::min(group, layout.pairs - first);
             const std::ptrdiff_t base = layout.offset + static_cast<std::ptrdiff_t>(page) * layout.pageStep +
                                         static_cast<std::ptrdiff_t>(first) * layout.pairStep;

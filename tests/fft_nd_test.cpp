@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "nd/fft_passes.hpp"
+#include "fft/fft_passes.hpp"
 #include "support/counting_cache.hpp"
 #include "support/reference.hpp"
 #include "tessel_fft/tessel_fft.hpp"

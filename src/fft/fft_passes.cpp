@@ -1,5 +1,5 @@
 // The order of an N-D FFT's passes and the arrays they run between.
-#include "nd/fft_passes.hpp"
+#include "fft/fft_passes.hpp"
 
 #include <algorithm>
 #include <functional>

@@ -11,7 +11,7 @@
 #include "backend/precision.hpp"
 #include "batch/executor.hpp"
 #include "dcst/dcst_batch.hpp"
-#include "nd/paired_dct.hpp"
+#include "dcst/paired_dct.hpp"
 #include "tessel_fft/fftw_context.hpp"
 
 namespace tessel_fft {

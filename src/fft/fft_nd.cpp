@@ -16,7 +16,7 @@
 #include "batch/policy.hpp"
 #include "batch/scale_inverse.hpp"
 #include "fft/fft_batch.hpp"
-#include "nd/fft_passes.hpp"
+#include "fft/fft_passes.hpp"
 #include "plans/owned_plan.hpp"
 #include "plans/plan_acquisition.hpp"
 #include "tessel_fft/fftw_api.hpp"

@@ -12,6 +12,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -36,10 +37,16 @@ constexpr std::size_t kPlansPerCache = 64;
 // would pull it from under that thread. Once full it declines new plans, which then stay with the call
 // that made them. A per-thread LRU would be bounded too but plans each shape once per thread, and
 // thread pools (dask, concurrent.futures) make many threads.
+//
+// Each thread also keeps its own copy of the entries it has met, which serves its hits without the lock:
+// threads calling at once would otherwise take turns on it for every call. Since nothing leaves the
+// shared map, a copy stays valid. One instance per template argument (see fftCache), so the copy can be
+// a thread-local of the class.
 template <typename Interface>
 class BoundedSharedCache final : public Interface {
  public:
   using Plan = typename Interface::Plan;
+  using Plans = std::unordered_map<tf::fftwPlanKey, Plan>;
 
   bool insertPlan(const tf::fftwPlanKey& key, Plan& plan) override {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -52,9 +59,22 @@ class BoundedSharedCache final : public Interface {
   }
 
   Plan lookupPlan(const tf::fftwPlanKey& key) override {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    const auto found = plans_.find(key);
-    return found == plans_.end() ? nullptr : found->second;
+    Plans& seen = seenByThisThread();
+    const auto local = seen.find(key);
+    if (local != seen.end()) return local->second;
+    Plan plan = nullptr;
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      const auto found = plans_.find(key);
+      if (found == plans_.end()) return nullptr;
+      plan = found->second;
+    }
+    try {
+      seen.emplace(key, plan);
+    } catch (const std::bad_alloc&) {
+      // The next hit takes the lock again.
+    }
+    return plan;
   }
 
   std::size_t size() {
@@ -63,8 +83,13 @@ class BoundedSharedCache final : public Interface {
   }
 
  private:
+  static Plans& seenByThisThread() {
+    static thread_local Plans seen;
+    return seen;
+  }
+
   std::mutex mutex_;
-  std::unordered_map<tf::fftwPlanKey, Plan> plans_;
+  Plans plans_;
 };
 
 // The caches live as long as the process and are never destroyed: at interpreter exit a daemon thread
@@ -88,13 +113,47 @@ tf::fftwContext contextFor(u64 threads) {
   return tf::fftwContext(threads, planStrategy.load(), tf::fftwContext::EMBED_COMPACT, false);
 }
 
-// The column-major view of one call, as the Python half computed it.
+// The column-major view of one call, as the Python half computed it, and the factor its norm wants
+// beyond the library's division.
 struct View {
   u64 stride;
   u64 n;
   u64 inputLength;
   u64 numVectors;
+  double scale;
 };
+
+// Calls of less work than this (points times the bit length of a transform) keep the GIL. Alone a
+// release costs little, but with other Python threads waiting it hands the GIL over and the call then
+// waits for its return, which takes longer than such a transform: two threads making calls of 8 vectors
+// of 64 points at once took up to 1.6 times as long as one thread making them all. Above it, the
+// transform takes tens of microseconds, which other threads may use.
+constexpr u64 kReleaseGILWork = u64{1} << 16;
+
+// Releases the GIL for its scope if a call of `points` points in transforms of `length` reaches
+// kReleaseGILWork.
+class GILReleaseFor {
+ public:
+  GILReleaseFor(u64 points, u64 length) {
+    u64 bits = 1;
+    while (length >>= 1) ++bits;
+    if (points * bits >= kReleaseGILWork) release_.emplace();
+  }
+
+ private:
+  std::optional<py::gil_scoped_release> release_;
+};
+
+// Multiplies the output by what the norm wants beyond the library's division, in the pass that leaves it
+// in the caches, where a numpy call would cost a microsecond or two more from Python. The factor is
+// rounded to the output's precision first, as numpy does for a Python float and a single-precision array.
+template <typename E>
+void scaleOutput(E* values, u64 count, double scale) {
+  if (scale == 1.0) return;
+  using Real = decltype(std::real(std::declval<E>()));
+  const Real factor = static_cast<Real>(scale);
+  for (u64 i = 0; i < count; ++i) values[i] *= factor;
+}
 
 // The library does not validate; this edge does, so that a wrong call from Python raises instead of
 // reading or writing outside a buffer.
@@ -117,21 +176,25 @@ template <typename T, int Kind>
 void runFFT(const py::array& in, py::array& out, const View& view, int sign, u64 threads) {
   using In = typename tf::fftElements<T, Kind>::In;
   using Out = typename tf::fftElements<T, Kind>::Out;
+  const u64 outCount = view.n * view.numVectors;
   const In* source = readable<In>(in, view.inputLength * view.numVectors);
-  Out* target = writable<Out>(out, view.n * view.numVectors);
-  const py::gil_scoped_release release;
+  Out* target = writable<Out>(out, outCount);
+  const GILReleaseFor release(outCount, view.n);
   tf::quillFFT1D<T, Kind>(contextFor(threads), &fftCache<T, Kind>(), source, target, view.stride, view.n,
                           view.inputLength, view.numVectors, sign);
+  scaleOutput(target, outCount, view.scale);
 }
 
 // The one-sided r2c: n/2+1 outputs per vector.
 template <typename T>
 void runHalfSpectrum(const py::array& in, py::array& out, const View& view, int sign, u64 threads) {
+  const u64 outCount = (view.n / 2 + 1) * view.numVectors;
   const T* source = readable<T>(in, view.inputLength * view.numVectors);
-  std::complex<T>* target = writable<std::complex<T>>(out, (view.n / 2 + 1) * view.numVectors);
-  const py::gil_scoped_release release;
+  std::complex<T>* target = writable<std::complex<T>>(out, outCount);
+  const GILReleaseFor release(view.n * view.numVectors, view.n);
   tf::quillRFFT1D<T>(contextFor(threads), &fftCache<T, tf::r2c>(), source, target, view.stride, view.n,
                      view.inputLength, view.numVectors, sign);
+  scaleOutput(target, outCount, view.scale);
 }
 
 // The column-major extents of an N-D call, as the Python half computed them.
@@ -139,6 +202,7 @@ struct NDView {
   std::vector<u64> lengths;
   std::vector<u64> inputExtents;
   std::vector<u64> axes;
+  double scale;
 
   static u64 count(const std::vector<u64>& extents) {
     u64 total = 1;
@@ -162,11 +226,14 @@ void runFFTND(const py::array& in, py::array& out, const NDView& view, int sign,
                              view.axes.data(), view.axes.size()};
   // The checked layer's rules on axes and extents, before the buffers are sized from them.
   tf::checked::checkNDShape("fftND", shape);
+  const u64 outCount = view.count(view.outputExtents(Kind));
   const In* source = readable<In>(in, view.count(view.inputExtents));
-  Out* target = writable<Out>(out, view.count(view.outputExtents(Kind)));
+  Out* target = writable<Out>(out, outCount);
   const tf::fftNDCaches<T> caches{&fftCache<T, tf::r2c>(), &fftCache<T, tf::c2r>(), &fftCache<T, tf::c2c>()};
-  const py::gil_scoped_release release;
+  const u64 points = view.count(view.lengths);
+  const GILReleaseFor release(points, points);
   tf::fftND<T, Kind>(contextFor(threads), caches, source, target, shape, sign);
+  scaleOutput(target, outCount, view.scale);
 }
 
 template <typename T, int Kind>
@@ -177,19 +244,20 @@ void runDCST(const py::array& in, py::array& out, const View& view, int directio
                               : readable<T>(in, inCount);
   T* target =
       isComplex ? reinterpret_cast<T*>(writable<std::complex<T>>(out, outCount)) : writable<T>(out, outCount);
-  const py::gil_scoped_release release;
+  const GILReleaseFor release(isComplex ? 2 * outCount : outCount, view.n);
   tf::quillDCST1D<T, Kind>(contextFor(threads), &dcstCache<T, Kind>(), source, target, view.stride, view.n,
                            view.inputLength, view.numVectors, direction, isComplex);
+  scaleOutput(target, isComplex ? 2 * outCount : outCount, view.scale);
 }
 
 template <typename E>
 void runDCTND(const py::array& in, py::array& out, const std::vector<u64>& dims, bool inverse,
-              bool orthonormal, u64 threads) {
+              bool orthonormal, u64 threads, double scale) {
   u64 count = 1;
   for (const u64 extent : dims) count *= extent;
   const E* source = readable<E>(in, count);
   E* target = writable<E>(out, count);
-  const py::gil_scoped_release release;
+  const GILReleaseFor release(count, count);
   using R = tf::ndReal<E>;
   if (inverse) {
     tf::idctIIND<E>(contextFor(threads), &dcstCache<R, 2>(), source, target, dims.data(), dims.size(),
@@ -198,6 +266,7 @@ void runDCTND(const py::array& in, py::array& out, const std::vector<u64>& dims,
     tf::dctIIND<E>(contextFor(threads), &dcstCache<R, 1>(), source, target, dims.data(), dims.size(),
                    orthonormal);
   }
+  scaleOutput(target, count, scale);
 }
 
 // One function per precision picks the instantiation of a run-time kind.
@@ -255,8 +324,8 @@ PYBIND11_MODULE(_core, module) {
   module.def(
       "fft",
       [](int kind, bool single, const py::array& in, py::array& out, u64 stride, u64 n, u64 inputLength,
-         u64 numVectors, int sign, u64 threads) {
-        const View view{stride, n, inputLength, numVectors};
+         u64 numVectors, int sign, u64 threads, double scale) {
+        const View view{stride, n, inputLength, numVectors, scale};
         if (single) {
           fftOfKind<float>(kind, in, out, view, sign, threads);
         } else {
@@ -264,15 +333,17 @@ PYBIND11_MODULE(_core, module) {
         }
       },
       "quillFFT1D of kind 0 r2c, 1 c2r, 2 c2c, or 3 the one-sided r2c (quillRFFT1D), on contiguous "
-      "buffers; GIL released while it runs.",
+      "buffers, the output then multiplied by `scale`; GIL released while a long one runs.",
       py::arg("kind"), py::arg("single"), py::arg("input"), py::arg("output"), py::arg("stride"),
-      py::arg("n"), py::arg("input_length"), py::arg("num_vectors"), py::arg("sign"), py::arg("threads"));
+      py::arg("n"), py::arg("input_length"), py::arg("num_vectors"), py::arg("sign"), py::arg("threads"),
+      py::arg("scale") = 1.0);
 
   module.def(
       "fftn",
       [](int kind, bool single, const py::array& in, py::array& out, const std::vector<u64>& lengths,
-         const std::vector<u64>& inputExtents, const std::vector<u64>& axes, int sign, u64 threads) {
-        const NDView view{lengths, inputExtents, axes};
+         const std::vector<u64>& inputExtents, const std::vector<u64>& axes, int sign, u64 threads,
+         double scale) {
+        const NDView view{lengths, inputExtents, axes, scale};
         const auto kinds = std::make_integer_sequence<int, 3>();
         if (single) {
           fftNDOfKind<float>(kind, kinds, in, out, view, sign, threads);
@@ -281,15 +352,15 @@ PYBIND11_MODULE(_core, module) {
         }
       },
       "fftND of kind 0 r2c (one-sided along axes[0]), 1 c2r, 2 c2c over column-major `lengths` from an "
-      "input of `input_extents`; GIL released while it runs.",
+      "input of `input_extents`, the output then multiplied by `scale`; GIL released while a long one runs.",
       py::arg("kind"), py::arg("single"), py::arg("input"), py::arg("output"), py::arg("lengths"),
-      py::arg("input_extents"), py::arg("axes"), py::arg("sign"), py::arg("threads"));
+      py::arg("input_extents"), py::arg("axes"), py::arg("sign"), py::arg("threads"), py::arg("scale") = 1.0);
 
   module.def(
       "dcst",
       [](int kind, bool single, const py::array& in, py::array& out, u64 stride, u64 n, u64 inputLength,
-         u64 numVectors, int direction, bool isComplex, u64 threads) {
-        const View view{stride, n, inputLength, numVectors};
+         u64 numVectors, int direction, bool isComplex, u64 threads, double scale) {
+        const View view{stride, n, inputLength, numVectors, scale};
         const auto kinds = std::make_integer_sequence<int, 8>();
         if (single) {
           dcstOfKind<float>(kind, kinds, in, out, view, direction, isComplex, threads);
@@ -297,30 +368,31 @@ PYBIND11_MODULE(_core, module) {
           dcstOfKind<double>(kind, kinds, in, out, view, direction, isComplex, threads);
         }
       },
-      "quillDCST1D of kind 0..7 on contiguous buffers; GIL released while it runs.", py::arg("kind"),
-      py::arg("single"), py::arg("input"), py::arg("output"), py::arg("stride"), py::arg("n"),
-      py::arg("input_length"), py::arg("num_vectors"), py::arg("direction"), py::arg("is_complex"),
-      py::arg("threads"));
+      "quillDCST1D of kind 0..7 on contiguous buffers, the output then multiplied by `scale`; GIL released "
+      "while a long one runs.",
+      py::arg("kind"), py::arg("single"), py::arg("input"), py::arg("output"), py::arg("stride"),
+      py::arg("n"), py::arg("input_length"), py::arg("num_vectors"), py::arg("direction"),
+      py::arg("is_complex"), py::arg("threads"), py::arg("scale") = 1.0);
 
   module.def(
       "dctn",
       [](const py::array& in, py::array& out, const std::vector<u64>& dims, bool inverse, bool orthonormal,
-         u64 threads) {
+         u64 threads, double scale) {
         const int type = py::dtype(in.dtype()).num();
         if (type == py::dtype::of<float>().num()) {
-          runDCTND<float>(in, out, dims, inverse, orthonormal, threads);
+          runDCTND<float>(in, out, dims, inverse, orthonormal, threads, scale);
         } else if (type == py::dtype::of<double>().num()) {
-          runDCTND<double>(in, out, dims, inverse, orthonormal, threads);
+          runDCTND<double>(in, out, dims, inverse, orthonormal, threads, scale);
         } else if (type == py::dtype::of<std::complex<float>>().num()) {
-          runDCTND<std::complex<float>>(in, out, dims, inverse, orthonormal, threads);
+          runDCTND<std::complex<float>>(in, out, dims, inverse, orthonormal, threads, scale);
         } else {
-          runDCTND<std::complex<double>>(in, out, dims, inverse, orthonormal, threads);
+          runDCTND<std::complex<double>>(in, out, dims, inverse, orthonormal, threads, scale);
         }
       },
-      "dctIIND or idctIIND over column-major extents `dims` with the shared DCT-II or DCT-III plan cache; "
-      "GIL released while it runs.",
+      "dctIIND or idctIIND over column-major extents `dims` with the shared DCT-II or DCT-III plan cache, "
+      "the output then multiplied by `scale`; GIL released while a long one runs.",
       py::arg("input"), py::arg("output"), py::arg("dims"), py::arg("inverse"), py::arg("orthonormal"),
-      py::arg("threads"));
+      py::arg("threads"), py::arg("scale") = 1.0);
 
   module.def(
       "set_plan_strategy",

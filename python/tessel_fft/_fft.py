@@ -133,24 +133,25 @@ def _placed(x, axis, out_length, dtype):
     return x, out, stride, length, out.size // out_length if out_length else 0
 
 
-def _run_fft(kind, x, axis, n, out_length, dtype, sign, workers):
-    """The library's 1-D FFT along `axis` into a new array of out_length elements there."""
+def _run_fft(kind, x, axis, n, out_length, dtype, sign, workers, scale):
+    """The library's 1-D FFT along `axis` into a new array of out_length elements there, multiplied by
+    `scale`."""
     x, out, stride, length, vectors = _placed(x, axis, out_length, dtype)
     if vectors:
         if length == 0:  # all padding
             out.fill(0)
         else:
-            _core.fft(kind, dtype.char in "fF", x, out, stride, n, length, vectors, sign, workers)
+            _core.fft(kind, dtype.char in "fF", x, out, stride, n, length, vectors, sign, workers, scale)
     return out
 
 
-def _scaled(out, inorm, n, divided):
-    """Applies what the norm wants beyond what the library did (nothing, or a division by n)."""
+def _scale(inorm, n, divided):
+    """The factor the norm wants beyond what the library did (nothing, or a division by n); the
+    library's binding applies it to the output."""
     if inorm == (2 if divided else 0):
-        return out
+        return 1.0
     factor = (1.0, 1.0 / math.sqrt(n), 1.0 / n)[inorm]
-    np.multiply(out, factor * n if divided else factor, out=out)
-    return out
+    return factor * n if divided else factor
 
 
 def _axis(axis, x):
@@ -171,11 +172,11 @@ def _c2c(forward, x, n, axis, norm, workers, plan):
         if forward:
             # The full-spectrum r2c, whose division by n (under _BACKWARD) serves "forward".
             divided = inorm == 2
-            out = _run_fft(_R2C, x, axis, n, n, dtype, _BACKWARD if divided else _FORWARD, workers)
-            return _scaled(out, inorm, n, divided)
+            return _run_fft(_R2C, x, axis, n, n, dtype, _BACKWARD if divided else _FORWARD, workers,
+                            _scale(inorm, n, divided))
         x = x.astype(dtype)
-    out = _run_fft(_C2C, x, axis, n, n, dtype, _FORWARD if forward else _BACKWARD, workers)
-    return _scaled(out, inorm, n, not forward)
+    return _run_fft(_C2C, x, axis, n, n, dtype, _FORWARD if forward else _BACKWARD, workers,
+                    _scale(inorm, n, not forward))
 
 
 def _real(x):
@@ -192,9 +193,8 @@ def _r2c(inorm, x, n, axis, workers, plan):
     axis = _axis(axis, x)
     n = _length(n, x.shape[axis])
     divided = inorm == 2
-    out = _run_fft(_R2C_HALF, x, axis, n, n // 2 + 1, _complex_of(x.dtype),
-                   _BACKWARD if divided else _FORWARD, _workers(workers))
-    return _scaled(out, inorm, n, divided)
+    return _run_fft(_R2C_HALF, x, axis, n, n // 2 + 1, _complex_of(x.dtype),
+                    _BACKWARD if divided else _FORWARD, _workers(workers), _scale(inorm, n, divided))
 
 
 def _c2r(inorm, conjugate, x, n, axis, workers, plan):
@@ -209,9 +209,8 @@ def _c2r(inorm, conjugate, x, n, axis, workers, plan):
     axis = _axis(axis, x)
     n = _length(n, 2 * (x.shape[axis] - 1))
     divided = inorm == 2
-    out = _run_fft(_C2R, x, axis, n, n, _real_of(x.dtype), _BACKWARD if divided else _FORWARD,
-                   _workers(workers))
-    return _scaled(out, inorm, n, divided)
+    return _run_fft(_C2R, x, axis, n, n, _real_of(x.dtype), _BACKWARD if divided else _FORWARD,
+                    _workers(workers), _scale(inorm, n, divided))
 
 
 @documented("fft")
@@ -284,9 +283,9 @@ def _shape_and_axes(x, s, axes):
     return s, axes
 
 
-def _run_fftn(kind, x, s, axes, dtype, sign, workers):
+def _run_fftn(kind, x, s, axes, dtype, sign, workers, scale):
     """The library's N-D FFT over `axes` (the last is the half-spectrum one of the real kinds) into a
-    new array in the layout of x. A C array is the column-major array of the reversed shape, so numpy
+    new array in the layout of x, multiplied by `scale`. A C array is the column-major array of the reversed shape, so numpy
     axis a is column-major dimension ndim-1-a there, and a in a Fortran array."""
     flags = x.flags
     if not (flags.c_contiguous or flags.f_contiguous):
@@ -307,7 +306,7 @@ def _run_fftn(kind, x, s, axes, dtype, sign, workers):
             dims = [last - a for a in axes[::-1]] if c_order else axes[::-1]
             dims = dims[:1] + dims[1:][::-1]  # the half-spectrum dimension first, the others as given
             _core.fftn(kind, _single(x.dtype), x, out, lengths[::-1] if c_order else lengths,
-                       list(x.shape[::-1] if c_order else x.shape), dims, sign, workers)
+                       list(x.shape[::-1] if c_order else x.shape), dims, sign, workers, scale)
     return out
 
 
@@ -323,8 +322,8 @@ def _c2cn(forward, x, s, axes, norm, workers, plan):
         return _c2c(forward, x, s[0], axes[0], norm, workers, None)
     if x.dtype.kind == "f":
         x = x.astype(_complex_of(x.dtype))
-    out = _run_fftn(_C2C, x, s, axes, x.dtype, _FORWARD if forward else _BACKWARD, workers)
-    return _scaled(out, inorm, math.prod(s), not forward)
+    return _run_fftn(_C2C, x, s, axes, x.dtype, _FORWARD if forward else _BACKWARD, workers,
+                     _scale(inorm, math.prod(s), not forward))
 
 
 def _r2cn(inorm, x, s, axes, workers, plan):
@@ -337,8 +336,8 @@ def _r2cn(inorm, x, s, axes, workers, plan):
     if len(axes) == 1:  # the 1-D call costs less per call (scipy.signal's 1-D convolutions come here)
         return _r2c(inorm, x, s[0], axes[0], workers, None)
     divided = inorm == 2
-    out = _run_fftn(_R2C, x, s, axes, _complex_of(x.dtype), _BACKWARD if divided else _FORWARD, workers)
-    return _scaled(out, inorm, math.prod(s), divided)
+    return _run_fftn(_R2C, x, s, axes, _complex_of(x.dtype), _BACKWARD if divided else _FORWARD, workers,
+                     _scale(inorm, math.prod(s), divided))
 
 
 def _c2rn(inorm, conjugate, x, s, axes, workers, plan):
@@ -360,8 +359,8 @@ def _c2rn(inorm, conjugate, x, s, axes, workers, plan):
         if s[-1] < 1:
             raise ValueError(f"invalid number of data points ({s[-1]}) specified")
     divided = inorm == 2
-    out = _run_fftn(_C2R, x, s, axes, _real_of(x.dtype), _BACKWARD if divided else _FORWARD, workers)
-    return _scaled(out, inorm, math.prod(s), divided)
+    return _run_fftn(_C2R, x, s, axes, _real_of(x.dtype), _BACKWARD if divided else _FORWARD, workers,
+                     _scale(inorm, math.prod(s), divided))
 
 
 @documented("fftn")
@@ -494,9 +493,8 @@ def _r2r(sine, forward, x, type, n, axis, norm, workers, orthogonalize):
             out.fill(0)
         else:
             _core.dcst(type - 1 + (4 if sine else 0), dtype.char in "fF", x, out, stride, n, length, vectors,
-                       1 if inorm == 2 else 0, dtype.kind == "c", workers)
-    if inorm == 1:
-        np.multiply(out, 1.0 / math.sqrt(logical), out=out)
+                       1 if inorm == 2 else 0, dtype.kind == "c", workers,
+                       1.0 / math.sqrt(logical) if inorm == 1 else 1.0)
     for element in weighted_out:
         out[(slice(None),) * axis + (element,)] *= 1.0 / _SQRT2
     return out
@@ -541,14 +539,14 @@ def _r2rn(sine, forward, x, type, s, axes, norm, workers, orthogonalize):
     x = _contiguous(x)
     order = "C" if x.flags.c_contiguous else "F"
     out = np.empty(x.shape, x.dtype, order=order)
-    _core.dctn(x, out, list(x.shape[::-1] if order == "C" else x.shape), not forward, inorm == 1, threads)
+    factor = 1.0
     if inorm != 1:
         # Unnormalised forward, divided by the product of 2n inverse; the norm may want the other.
         total = math.prod(2 * m for m in x.shape)
         wanted = 1.0 if inorm == 0 else 1.0 / total
         factor = wanted if forward else wanted * total
-        if factor != 1.0:
-            np.multiply(out, factor, out=out)
+    _core.dctn(x, out, list(x.shape[::-1] if order == "C" else x.shape), not forward, inorm == 1, threads,
+               factor)
     return out
 
 

@@ -5,6 +5,7 @@
 #include <pybind11/stl.h>
 
 #include <atomic>
+#include <cmath>
 #include <complex>
 #include <cstdint>
 #include <mutex>
@@ -113,14 +114,19 @@ tf::fftwContext contextFor(u64 threads) {
   return tf::fftwContext(threads, planStrategy.load(), tf::fftwContext::EMBED_COMPACT, false);
 }
 
-// The column-major view of one call, as the Python half computed it, and the factor its norm wants
-// beyond the library's division.
+// The elements of every vector that the orthogonalising weights of a cosine or sine transform touch,
+// as bits of View::weights: the input's multiplied by sqrt(2) before it, the output's divided by it after.
+enum Weights : int { kInFirst = 1, kInLast = 2, kOutFirst = 4, kOutLast = 8 };
+
+// The column-major view of one call, as the Python half computed it, the factor its norm wants beyond
+// the library's division, and the Weights of a cosine or sine transform.
 struct View {
   u64 stride;
   u64 n;
   u64 inputLength;
   u64 numVectors;
   double scale;
+  int weights;
 };
 
 // Calls of less work than this (points times the bit length of a transform) keep the GIL. Alone a
@@ -236,18 +242,45 @@ void runFFTND(const py::array& in, py::array& out, const NDView& view, int sign,
   scaleOutput(target, outCount, view.scale);
 }
 
+// Multiplies element k of every vector of a column-major array by `factor`: vectors of `length`
+// elements of `width` reals, `stride` apart, numVectors a multiple of stride. Element k of each run of
+// `stride` vectors lies together.
+template <typename T>
+void weightElement(T* values, const View& view, u64 length, u64 width, u64 k, T factor) {
+  const u64 run = view.stride * width;
+  for (u64 first = 0; first < view.numVectors; first += view.stride) {
+    T* element = values + (first * length + k * view.stride) * width;
+    for (u64 i = 0; i < run; ++i) element[i] *= factor;
+  }
+}
+
 template <typename T, int Kind>
 void runDCST(const py::array& in, py::array& out, const View& view, int direction, bool isComplex,
              u64 threads) {
+  const u64 width = isComplex ? 2 : 1;
   const u64 inCount = view.inputLength * view.numVectors, outCount = view.n * view.numVectors;
   const T* source = isComplex ? reinterpret_cast<const T*>(readable<std::complex<T>>(in, inCount))
                               : readable<T>(in, inCount);
   T* target =
       isComplex ? reinterpret_cast<T*>(writable<std::complex<T>>(out, outCount)) : writable<T>(out, outCount);
-  const GILReleaseFor release(isComplex ? 2 * outCount : outCount, view.n);
+  const GILReleaseFor release(width * outCount, view.n);
+  // Weighted input goes through a copy: the caller's stays as it was. An element beyond the input is
+  // padding, which no weight changes.
+  std::vector<T> weighted;
+  if (view.weights & (kInFirst | kInLast)) {
+    weighted.assign(source, source + width * inCount);
+    const T root2 = std::sqrt(T{2});
+    if (view.weights & kInFirst) weightElement(weighted.data(), view, view.inputLength, width, 0, root2);
+    if ((view.weights & kInLast) && view.n <= view.inputLength)
+      weightElement(weighted.data(), view, view.inputLength, width, view.n - 1, root2);
+    source = weighted.data();
+  }
   tf::quillDCST1D<T, Kind>(contextFor(threads), &dcstCache<T, Kind>(), source, target, view.stride, view.n,
                            view.inputLength, view.numVectors, direction, isComplex);
-  scaleOutput(target, isComplex ? 2 * outCount : outCount, view.scale);
+  scaleOutput(target, width * outCount, view.scale);
+  const T halfRoot2 = 1 / std::sqrt(T{2});
+  if (view.weights & kOutFirst) weightElement(target, view, view.n, width, 0, halfRoot2);
+  if (view.weights & kOutLast) weightElement(target, view, view.n, width, view.n - 1, halfRoot2);
 }
 
 template <typename E>
@@ -325,7 +358,7 @@ PYBIND11_MODULE(_core, module) {
       "fft",
       [](int kind, bool single, const py::array& in, py::array& out, u64 stride, u64 n, u64 inputLength,
          u64 numVectors, int sign, u64 threads, double scale) {
-        const View view{stride, n, inputLength, numVectors, scale};
+        const View view{stride, n, inputLength, numVectors, scale, 0};
         if (single) {
           fftOfKind<float>(kind, in, out, view, sign, threads);
         } else {
@@ -359,8 +392,8 @@ PYBIND11_MODULE(_core, module) {
   module.def(
       "dcst",
       [](int kind, bool single, const py::array& in, py::array& out, u64 stride, u64 n, u64 inputLength,
-         u64 numVectors, int direction, bool isComplex, u64 threads, double scale) {
-        const View view{stride, n, inputLength, numVectors, scale};
+         u64 numVectors, int direction, bool isComplex, u64 threads, double scale, int weights) {
+        const View view{stride, n, inputLength, numVectors, scale, weights};
         const auto kinds = std::make_integer_sequence<int, 8>();
         if (single) {
           dcstOfKind<float>(kind, kinds, in, out, view, direction, isComplex, threads);
@@ -368,11 +401,12 @@ PYBIND11_MODULE(_core, module) {
           dcstOfKind<double>(kind, kinds, in, out, view, direction, isComplex, threads);
         }
       },
-      "quillDCST1D of kind 0..7 on contiguous buffers, the output then multiplied by `scale`; GIL released "
-      "while a long one runs.",
+      "quillDCST1D of kind 0..7 on contiguous buffers, the output then multiplied by `scale`, the elements "
+      "that `weights` names (bits: 1 first and 2 last input, 4 first and 8 last output) multiplied by "
+      "sqrt(2) before and divided by it after; GIL released while a long one runs.",
       py::arg("kind"), py::arg("single"), py::arg("input"), py::arg("output"), py::arg("stride"),
       py::arg("n"), py::arg("input_length"), py::arg("num_vectors"), py::arg("direction"),
-      py::arg("is_complex"), py::arg("threads"), py::arg("scale") = 1.0);
+      py::arg("is_complex"), py::arg("threads"), py::arg("scale") = 1.0, py::arg("weights") = 0);
 
   module.def(
       "dctn",

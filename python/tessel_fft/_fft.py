@@ -18,7 +18,6 @@ except ImportError:  # numpy 2 moved it
 _R2C, _C2R, _C2C, _R2C_HALF = 0, 1, 2, 3  # the library's 1-D FFT kinds; 0..2 are also its N-D kinds
 _FORWARD, _BACKWARD = -1, 1  # FFTW's signs; the library divides by n under _BACKWARD
 _NORMS = {None: 0, "backward": 0, "ortho": 1, "forward": 2}
-_SQRT2 = math.sqrt(2.0)
 _SERVED = frozenset(np.dtype(t) for t in (np.float32, np.float64, np.complex64, np.complex128))
 _CPUS = os.cpu_count() or 1
 
@@ -424,27 +423,17 @@ def ihfft2(x, s=None, axes=(-2, -1), norm=None, overwrite_x=False, workers=None,
     return ihfftn(x, s, axes, norm, overwrite_x, workers, plan=plan)
 
 
-def _resized(x, axis, n):
-    """A new array with x cut or zero padded to n along axis."""
-    shape = list(x.shape)
-    shape[axis] = n
-    out = np.empty(shape, x.dtype)
-    kept = min(n, x.shape[axis])
-    out[(slice(None),) * axis + (slice(kept, None),)] = 0
-    out[(slice(None),) * axis + (slice(0, kept),)] = x[(slice(None),) * axis + (slice(0, kept),)]
-    return out
-
-
-# The orthogonalising weights by (sine, type): the input elements multiplied by sqrt(2) before the
-# transform and the output elements divided by it after (-1 the last). On the first element of the cosine
-# kinds and the last of the sine kinds, they make every orthonormal transform orthogonal; scipy 1.10
-# weights the first element of DST-II and DST-III too, and the backend leaves those calls to scipy.
+# The orthogonalising weights by (sine, type), as the binding's bits (1 and 2: the first and the last
+# input element multiplied by sqrt(2) before the transform; 4 and 8: the first and the last output
+# element divided by it after). On the first element of the cosine kinds and the last of the sine kinds,
+# they make every orthonormal transform orthogonal; scipy 1.10 weights the first element of DST-II and
+# DST-III too, and the backend leaves those calls to scipy.
 _WEIGHTS = {
-    (False, 1): ((0, -1), (0, -1)),
-    (False, 2): ((), (0,)),
-    (False, 3): ((0,), ()),
-    (True, 2): ((), (-1,)),
-    (True, 3): ((-1,), ()),
+    (False, 1): 1 | 2 | 4 | 8,
+    (False, 2): 4,
+    (False, 3): 1,
+    (True, 2): 8,
+    (True, 3): 2,
 }
 
 
@@ -472,8 +461,12 @@ def _r2r(sine, forward, x, type, n, axis, norm, workers, orthogonalize):
     orthogonalize = _orthogonalize(orthogonalize)
     x = _inexact(x)
     axis = _axis(axis, x)
-    n = _length(n, x.shape[axis])
-    inorm, workers = _norm(norm, forward), _workers(workers)
+    return _run_r2r(sine, forward, x, type, _length(n, x.shape[axis]), axis, _norm(norm, forward),
+                    _workers(workers), orthogonalize)
+
+
+def _run_r2r(sine, forward, x, type, n, axis, inorm, workers, orthogonalize):
+    """The transform of x (of a served dtype) along a non-negative axis, with checked arguments."""
     if not forward and type in (2, 3):
         type = 5 - type  # the inverse of II is III and back; I and IV are their own
     if type == 1 and not sine and n == 1:
@@ -481,11 +474,6 @@ def _r2r(sine, forward, x, type, n, axis, norm, workers, orthogonalize):
     logical = 2 * (n - 1) if type == 1 and not sine else 2 * (n + 1) if type == 1 else 2 * n
     if orthogonalize is None or x.dtype.kind == "c":  # complex input follows the norm alone, as in scipy
         orthogonalize = inorm == 1
-    weighted_in, weighted_out = _WEIGHTS.get((sine, type), ((), ())) if orthogonalize else ((), ())
-    if weighted_in:
-        x = _resized(x, axis, n)
-        for element in weighted_in:
-            x[(slice(None),) * axis + (element,)] *= _SQRT2
     dtype = x.dtype
     x, out, stride, length, vectors = _placed(x, axis, n, dtype)
     if vectors:
@@ -494,9 +482,8 @@ def _r2r(sine, forward, x, type, n, axis, norm, workers, orthogonalize):
         else:
             _core.dcst(type - 1 + (4 if sine else 0), dtype.char in "fF", x, out, stride, n, length, vectors,
                        1 if inorm == 2 else 0, dtype.kind == "c", workers,
-                       1.0 / math.sqrt(logical) if inorm == 1 else 1.0)
-    for element in weighted_out:
-        out[(slice(None),) * axis + (element,)] *= 1.0 / _SQRT2
+                       1.0 / math.sqrt(logical) if inorm == 1 else 1.0,
+                       _WEIGHTS.get((sine, type), 0) if orthogonalize else 0)
     return out
 
 
@@ -531,11 +518,11 @@ def _r2rn(sine, forward, x, type, s, axes, norm, workers, orthogonalize):
     inorm = _norm(norm, forward)
     whole = sorted(axes) == list(range(x.ndim)) and tuple(s) == x.shape
     weights_as_norm = orthogonalize is None or x.dtype.kind == "c" or bool(orthogonalize) == (inorm == 1)
+    threads = _workers(workers)
     if sine or type != 2 or not whole or not weights_as_norm:
         for length, axis in zip(s, axes):
-            x = _r2r(sine, forward, x, type, length, axis, norm, workers, orthogonalize)
+            x = _run_r2r(sine, forward, x, type, length, axis, inorm, threads, orthogonalize)
         return x
-    threads = _workers(workers)
     x = _contiguous(x)
     order = "C" if x.flags.c_contiguous else "F"
     out = np.empty(x.shape, x.dtype, order=order)

@@ -215,10 +215,11 @@ struct NDView {
     for (const u64 extent : extents) total *= extent;
     return total;
   }
-  std::vector<u64> outputExtents(int kind) const {
-    std::vector<u64> extents = lengths;
-    if (kind == tf::r2c && !axes.empty()) extents[axes[0]] = lengths[axes[0]] / 2 + 1;
-    return extents;
+  u64 outputCount(int kind) const {
+    u64 total = 1;
+    for (std::size_t d = 0; d < lengths.size(); ++d)
+      total *= kind == tf::r2c && !axes.empty() && d == axes[0] ? lengths[d] / 2 + 1 : lengths[d];
+    return total;
   }
 };
 
@@ -232,7 +233,7 @@ void runFFTND(const py::array& in, py::array& out, const NDView& view, int sign,
                              view.axes.data(), view.axes.size()};
   // The checked layer's rules on axes and extents, before the buffers are sized from them.
   tf::checked::checkNDShape("fftND", shape);
-  const u64 outCount = view.count(view.outputExtents(Kind));
+  const u64 outCount = view.outputCount(Kind);
   const In* source = readable<In>(in, view.count(view.inputExtents));
   Out* target = writable<Out>(out, outCount);
   const tf::fftNDCaches<T> caches{&fftCache<T, tf::r2c>(), &fftCache<T, tf::c2r>(), &fftCache<T, tf::c2c>()};
@@ -373,10 +374,9 @@ PYBIND11_MODULE(_core, module) {
 
   module.def(
       "fftn",
-      [](int kind, bool single, const py::array& in, py::array& out, const std::vector<u64>& lengths,
-         const std::vector<u64>& inputExtents, const std::vector<u64>& axes, int sign, u64 threads,
-         double scale) {
-        const NDView view{lengths, inputExtents, axes, scale};
+      [](int kind, bool single, const py::array& in, py::array& out, std::vector<u64> lengths,
+         std::vector<u64> inputExtents, std::vector<u64> axes, int sign, u64 threads, double scale) {
+        const NDView view{std::move(lengths), std::move(inputExtents), std::move(axes), scale};
         const auto kinds = std::make_integer_sequence<int, 3>();
         if (single) {
           fftNDOfKind<float>(kind, kinds, in, out, view, sign, threads);

@@ -105,16 +105,17 @@ def _contiguous(x):
     return x if flags.c_contiguous or flags.f_contiguous else np.ascontiguousarray(x)
 
 
-def _single(dtype):
-    return dtype.char in "fF"
+# The complex and the real dtype of each served precision, looked up rather than made on every call.
+_COMPLEX_OF = {t: np.dtype(np.complex64 if t.char in "fF" else np.complex128) for t in _SERVED}
+_REAL_OF = {t: np.dtype(np.float32 if t.char in "fF" else np.float64) for t in _SERVED}
 
 
 def _complex_of(dtype):
-    return np.dtype(np.complex64 if _single(dtype) else np.complex128)
+    return _COMPLEX_OF[dtype]
 
 
 def _real_of(dtype):
-    return np.dtype(np.float32 if _single(dtype) else np.float64)
+    return _REAL_OF[dtype]
 
 
 def _placed(x, axis, out_length, dtype):
@@ -284,28 +285,33 @@ def _shape_and_axes(x, s, axes):
 
 def _run_fftn(kind, x, s, axes, dtype, sign, workers, scale):
     """The library's N-D FFT over `axes` (the last is the half-spectrum one of the real kinds) into a
-    new array in the layout of x, multiplied by `scale`. A C array is the column-major array of the reversed shape, so numpy
-    axis a is column-major dimension ndim-1-a there, and a in a Fortran array."""
+    new array in the layout of x, multiplied by `scale`. A C array is the column-major array of the
+    reversed shape, so numpy axis a is column-major dimension ndim-1-a there, and a in a Fortran array.
+    The library takes the half-spectrum dimension first, the others as given."""
     flags = x.flags
-    if not (flags.c_contiguous or flags.f_contiguous):
+    c_order = flags.c_contiguous
+    if not (c_order or flags.f_contiguous):
         x = np.ascontiguousarray(x)
-    c_order = x.flags.c_contiguous
+        c_order = True
     lengths = list(x.shape)
     for length, axis in zip(s, axes):
         lengths[axis] = length
-    shape = list(lengths)
+    half = axes[-1]
+    shape = lengths
     if kind == _R2C:
-        shape[axes[-1]] = s[-1] // 2 + 1
+        shape = lengths.copy()
+        shape[half] = s[-1] // 2 + 1
     out = np.empty(shape, dtype, "C" if c_order else "F")
     if out.size:
         if x.size == 0:  # all padding
             out.fill(0)
-        else:
+        elif c_order:
             last = x.ndim - 1
-            dims = [last - a for a in axes[::-1]] if c_order else axes[::-1]
-            dims = dims[:1] + dims[1:][::-1]  # the half-spectrum dimension first, the others as given
-            _core.fftn(kind, _single(x.dtype), x, out, lengths[::-1] if c_order else lengths,
-                       list(x.shape[::-1] if c_order else x.shape), dims, sign, workers, scale)
+            _core.fftn(kind, x.dtype.char in "fF", x, out, lengths[::-1], x.shape[::-1],
+                       [last - half] + [last - a for a in axes[:-1]], sign, workers, scale)
+        else:
+            _core.fftn(kind, x.dtype.char in "fF", x, out, lengths, x.shape, [half] + axes[:-1], sign, workers,
+                       scale)
     return out
 
 
@@ -515,11 +521,10 @@ def _r2rn(sine, forward, x, type, s, axes, norm, workers, orthogonalize):
     s, axes = _shape_and_axes(x, s, axes)
     if not axes:
         return original
-    inorm = _norm(norm, forward)
-    whole = sorted(axes) == list(range(x.ndim)) and tuple(s) == x.shape
-    weights_as_norm = orthogonalize is None or x.dtype.kind == "c" or bool(orthogonalize) == (inorm == 1)
-    threads = _workers(workers)
-    if sine or type != 2 or not whole or not weights_as_norm:
+    inorm, threads = _norm(norm, forward), _workers(workers)
+    # The N-D DCT-II serves all axes at their lengths with the weights that the norm implies.
+    if (sine or type != 2 or tuple(s) != x.shape or sorted(axes) != list(range(x.ndim))
+            or not (orthogonalize is None or x.dtype.kind == "c" or bool(orthogonalize) == (inorm == 1))):
         for length, axis in zip(s, axes):
             x = _run_r2r(sine, forward, x, type, length, axis, inorm, threads, orthogonalize)
         return x

@@ -123,13 +123,19 @@ def _placed(x, axis, out_length, dtype):
     Fortran-contiguous (else a C copy), a new output in its layout, the column-major view of both. In
     one function, since small calls pay for every Python call."""
     flags = x.flags
-    if not (flags.c_contiguous or flags.f_contiguous):
+    c_order = flags.c_contiguous
+    if not (c_order or flags.f_contiguous):
         x = np.ascontiguousarray(x)
-    shape = list(x.shape)
-    c_order = x.flags.c_contiguous
+        c_order = True
+    shape = x.shape
+    length = shape[axis]
     stride = math.prod(shape[axis + 1:]) if c_order else math.prod(shape[:axis])
-    length, shape[axis] = shape[axis], out_length
-    out = np.empty(shape, dtype, "C" if c_order else "F")
+    if length == out_length and dtype == x.dtype:
+        out = np.empty_like(x)  # in the layout of x, and cheaper to make than from a shape
+    else:
+        shape = list(shape)
+        shape[axis] = out_length
+        out = np.empty(shape, dtype, "C" if c_order else "F")
     return x, out, stride, length, out.size // out_length if out_length else 0
 
 
@@ -259,25 +265,27 @@ def _shape_and_axes(x, s, axes):
     """scipy.fft's reading of `s` and `axes` for the N-D functions: lists of the lengths and of the
     axes (non-negative), in the caller's order."""
     ndim = x.ndim
-    if axes is not None:
-        axes = [a + ndim if a < 0 else a for a in _ints(axes, "axes")]
-        for a in axes:
-            if a >= ndim or a < 0:
-                raise ValueError("axes exceeds dimensionality of input")
-        if len(set(axes)) != len(axes):
-            raise ValueError("all axes must be unique")
-    if s is not None:
-        s = _ints(s, "shape")
-        if axes and len(axes) != len(s):
-            raise ValueError("when given, axes and shape arguments have to be of the same length")
-        if axes is None:
-            if len(s) > x.ndim:
-                raise ValueError("shape requires more axes than are present")
-            axes = list(range(x.ndim - len(s), x.ndim))
-        s = [x.shape[a] if m == -1 else m for m, a in zip(s, axes)]
+    if s is None and axes is None:  # the common call first: every axis at its length
+        s, axes = list(x.shape), list(range(ndim))
     else:
-        axes = list(range(x.ndim)) if axes is None else axes
-        s = [x.shape[a] for a in axes]
+        if axes is not None:
+            axes = [a + ndim if a < 0 else a for a in _ints(axes, "axes")]
+            for a in axes:
+                if a >= ndim or a < 0:
+                    raise ValueError("axes exceeds dimensionality of input")
+            if len(set(axes)) != len(axes):
+                raise ValueError("all axes must be unique")
+        if s is None:
+            s = [x.shape[a] for a in axes]
+        else:
+            s = _ints(s, "shape")
+            if axes and len(axes) != len(s):
+                raise ValueError("when given, axes and shape arguments have to be of the same length")
+            if axes is None:
+                if len(s) > ndim:
+                    raise ValueError("shape requires more axes than are present")
+                axes = list(range(ndim - len(s), ndim))
+            s = [x.shape[a] if m == -1 else m for m, a in zip(s, axes)]
     if s and min(s) < 1:
         raise ValueError(f"invalid number of data points ({s}) specified")
     return s, axes

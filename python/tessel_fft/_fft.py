@@ -130,12 +130,9 @@ def _placed(x, axis, out_length, dtype):
     shape = x.shape
     length = shape[axis]
     stride = math.prod(shape[axis + 1:]) if c_order else math.prod(shape[:axis])
-    if length == out_length and dtype == x.dtype:
-        out = np.empty_like(x)  # in the layout of x, and cheaper to make than from a shape
-    else:
-        shape = list(shape)
-        shape[axis] = out_length
-        out = np.empty(shape, dtype, "C" if c_order else "F")
+    if length != out_length:
+        shape = shape[:axis] + (out_length,) + shape[axis + 1:]
+    out = np.empty(shape, dtype, "C" if c_order else "F")
     return x, out, stride, length, out.size // out_length if out_length else 0
 
 

@@ -130,11 +130,12 @@ struct View {
 };
 
 // Calls of less work than this (points times the bit length of a transform) keep the GIL. Alone a
-// release costs little, but with other Python threads waiting it hands the GIL over and the call then
-// waits for its return, which takes longer than such a transform: two threads making calls of 8 vectors
-// of 64 points at once took up to 1.6 times as long as one thread making them all. At it, the transform
-// takes about 12 microseconds (6 vectors of 1024 complex doubles on a shared AMD EPYC), which other
-// threads may use.
+// release costs little, but with another Python thread waiting it hands the GIL over and the call then
+// waits to take it back, for longer than such a transform takes: two threads making calls of 8 vectors of
+// 64 points at once took 2.4 times as long as one thread making them all where the system ran both at
+// once, and 1.1 times (as pure Python code does) keeping the GIL. At the threshold the transform takes
+// about 12 microseconds (6 vectors of 1024 complex doubles on a shared AMD EPYC), which other threads may
+// use.
 constexpr u64 kReleaseGILWork = u64{1} << 16;
 
 // Releases the GIL for its scope if a call of `points` points in transforms of `length` reaches

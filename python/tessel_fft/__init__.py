@@ -2,8 +2,8 @@
 
 The functions take the arguments of their scipy.fft namesakes and return what those return. Each call
 transforms the array where it lies when that array is C- or Fortran-contiguous; other layouts are copied
-once. The GIL is released while a transform runs, and plans are kept in process-wide caches that all
-threads share.
+once. The GIL is released while a transform runs, unless it is so short that handing the GIL to another
+thread would cost more, and plans are kept in process-wide caches that all threads share.
 
 ``scipy_backend`` serves the same functions to code that calls scipy.fft, and leaves the rest to scipy's
 own implementation, so one line is enough::

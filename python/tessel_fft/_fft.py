@@ -18,7 +18,6 @@ except ImportError:  # numpy 2 moved it
 _R2C, _C2R, _C2C, _R2C_HALF = 0, 1, 2, 3  # the library's 1-D FFT kinds; 0..2 are also its N-D kinds
 _FORWARD, _BACKWARD = -1, 1  # FFTW's signs; the library divides by n under _BACKWARD
 _NORMS = {None: 0, "backward": 0, "ortho": 1, "forward": 2}
-_SQRT2 = math.sqrt(2.0)
 _SERVED = frozenset(np.dtype(t) for t in (np.float32, np.float64, np.complex64, np.complex128))
 _CPUS = os.cpu_count() or 1
 
@@ -106,16 +105,17 @@ def _contiguous(x):
     return x if flags.c_contiguous or flags.f_contiguous else np.ascontiguousarray(x)
 
 
-def _single(dtype):
-    return dtype.char in "fF"
+# The complex and the real dtype of each served precision, looked up rather than made on every call.
+_COMPLEX_OF = {t: np.dtype(np.complex64 if t.char in "fF" else np.complex128) for t in _SERVED}
+_REAL_OF = {t: np.dtype(np.float32 if t.char in "fF" else np.float64) for t in _SERVED}
 
 
 def _complex_of(dtype):
-    return np.dtype(np.complex64 if _single(dtype) else np.complex128)
+    return _COMPLEX_OF[dtype]
 
 
 def _real_of(dtype):
-    return np.dtype(np.float32 if _single(dtype) else np.float64)
+    return _REAL_OF[dtype]
 
 
 def _placed(x, axis, out_length, dtype):
@@ -123,34 +123,38 @@ def _placed(x, axis, out_length, dtype):
     Fortran-contiguous (else a C copy), a new output in its layout, the column-major view of both. In
     one function, since small calls pay for every Python call."""
     flags = x.flags
-    if not (flags.c_contiguous or flags.f_contiguous):
+    c_order = flags.c_contiguous
+    if not (c_order or flags.f_contiguous):
         x = np.ascontiguousarray(x)
-    shape = list(x.shape)
-    c_order = x.flags.c_contiguous
+        c_order = True
+    shape = x.shape
+    length = shape[axis]
     stride = math.prod(shape[axis + 1:]) if c_order else math.prod(shape[:axis])
-    length, shape[axis] = shape[axis], out_length
+    if length != out_length:
+        shape = shape[:axis] + (out_length,) + shape[axis + 1:]
     out = np.empty(shape, dtype, "C" if c_order else "F")
     return x, out, stride, length, out.size // out_length if out_length else 0
 
 
-def _run_fft(kind, x, axis, n, out_length, dtype, sign, workers):
-    """The library's 1-D FFT along `axis` into a new array of out_length elements there."""
+def _run_fft(kind, x, axis, n, out_length, dtype, sign, workers, scale):
+    """The library's 1-D FFT along `axis` into a new array of out_length elements there, multiplied by
+    `scale`."""
     x, out, stride, length, vectors = _placed(x, axis, out_length, dtype)
     if vectors:
         if length == 0:  # all padding
             out.fill(0)
         else:
-            _core.fft(kind, dtype.char in "fF", x, out, stride, n, length, vectors, sign, workers)
+            _core.fft(kind, dtype.char in "fF", x, out, stride, n, length, vectors, sign, workers, scale)
     return out
 
 
-def _scaled(out, inorm, n, divided):
-    """Applies what the norm wants beyond what the library did (nothing, or a division by n)."""
+def _scale(inorm, n, divided):
+    """The factor the norm wants beyond what the library did (nothing, or a division by n); the
+    library's binding applies it to the output."""
     if inorm == (2 if divided else 0):
-        return out
+        return 1.0
     factor = (1.0, 1.0 / math.sqrt(n), 1.0 / n)[inorm]
-    np.multiply(out, factor * n if divided else factor, out=out)
-    return out
+    return factor * n if divided else factor
 
 
 def _axis(axis, x):
@@ -171,11 +175,11 @@ def _c2c(forward, x, n, axis, norm, workers, plan):
         if forward:
             # The full-spectrum r2c, whose division by n (under _BACKWARD) serves "forward".
             divided = inorm == 2
-            out = _run_fft(_R2C, x, axis, n, n, dtype, _BACKWARD if divided else _FORWARD, workers)
-            return _scaled(out, inorm, n, divided)
+            return _run_fft(_R2C, x, axis, n, n, dtype, _BACKWARD if divided else _FORWARD, workers,
+                            _scale(inorm, n, divided))
         x = x.astype(dtype)
-    out = _run_fft(_C2C, x, axis, n, n, dtype, _FORWARD if forward else _BACKWARD, workers)
-    return _scaled(out, inorm, n, not forward)
+    return _run_fft(_C2C, x, axis, n, n, dtype, _FORWARD if forward else _BACKWARD, workers,
+                    _scale(inorm, n, not forward))
 
 
 def _real(x):
@@ -192,9 +196,8 @@ def _r2c(inorm, x, n, axis, workers, plan):
     axis = _axis(axis, x)
     n = _length(n, x.shape[axis])
     divided = inorm == 2
-    out = _run_fft(_R2C_HALF, x, axis, n, n // 2 + 1, _complex_of(x.dtype),
-                   _BACKWARD if divided else _FORWARD, _workers(workers))
-    return _scaled(out, inorm, n, divided)
+    return _run_fft(_R2C_HALF, x, axis, n, n // 2 + 1, _complex_of(x.dtype),
+                    _BACKWARD if divided else _FORWARD, _workers(workers), _scale(inorm, n, divided))
 
 
 def _c2r(inorm, conjugate, x, n, axis, workers, plan):
@@ -209,9 +212,8 @@ def _c2r(inorm, conjugate, x, n, axis, workers, plan):
     axis = _axis(axis, x)
     n = _length(n, 2 * (x.shape[axis] - 1))
     divided = inorm == 2
-    out = _run_fft(_C2R, x, axis, n, n, _real_of(x.dtype), _BACKWARD if divided else _FORWARD,
-                   _workers(workers))
-    return _scaled(out, inorm, n, divided)
+    return _run_fft(_C2R, x, axis, n, n, _real_of(x.dtype), _BACKWARD if divided else _FORWARD,
+                    _workers(workers), _scale(inorm, n, divided))
 
 
 @documented("fft")
@@ -260,54 +262,61 @@ def _shape_and_axes(x, s, axes):
     """scipy.fft's reading of `s` and `axes` for the N-D functions: lists of the lengths and of the
     axes (non-negative), in the caller's order."""
     ndim = x.ndim
-    if axes is not None:
-        axes = [a + ndim if a < 0 else a for a in _ints(axes, "axes")]
-        for a in axes:
-            if a >= ndim or a < 0:
-                raise ValueError("axes exceeds dimensionality of input")
-        if len(set(axes)) != len(axes):
-            raise ValueError("all axes must be unique")
-    if s is not None:
-        s = _ints(s, "shape")
-        if axes and len(axes) != len(s):
-            raise ValueError("when given, axes and shape arguments have to be of the same length")
-        if axes is None:
-            if len(s) > x.ndim:
-                raise ValueError("shape requires more axes than are present")
-            axes = list(range(x.ndim - len(s), x.ndim))
-        s = [x.shape[a] if m == -1 else m for m, a in zip(s, axes)]
+    if s is None and axes is None:  # the common call first: every axis at its length
+        s, axes = list(x.shape), list(range(ndim))
     else:
-        axes = list(range(x.ndim)) if axes is None else axes
-        s = [x.shape[a] for a in axes]
+        if axes is not None:
+            axes = [a + ndim if a < 0 else a for a in _ints(axes, "axes")]
+            for a in axes:
+                if a >= ndim or a < 0:
+                    raise ValueError("axes exceeds dimensionality of input")
+            if len(set(axes)) != len(axes):
+                raise ValueError("all axes must be unique")
+        if s is None:
+            s = [x.shape[a] for a in axes]
+        else:
+            s = _ints(s, "shape")
+            if axes and len(axes) != len(s):
+                raise ValueError("when given, axes and shape arguments have to be of the same length")
+            if axes is None:
+                if len(s) > ndim:
+                    raise ValueError("shape requires more axes than are present")
+                axes = list(range(ndim - len(s), ndim))
+            s = [x.shape[a] if m == -1 else m for m, a in zip(s, axes)]
     if s and min(s) < 1:
         raise ValueError(f"invalid number of data points ({s}) specified")
     return s, axes
 
 
-def _run_fftn(kind, x, s, axes, dtype, sign, workers):
+def _run_fftn(kind, x, s, axes, dtype, sign, workers, scale):
     """The library's N-D FFT over `axes` (the last is the half-spectrum one of the real kinds) into a
-    new array in the layout of x. A C array is the column-major array of the reversed shape, so numpy
-    axis a is column-major dimension ndim-1-a there, and a in a Fortran array."""
+    new array in the layout of x, multiplied by `scale`. A C array is the column-major array of the
+    reversed shape, so numpy axis a is column-major dimension ndim-1-a there, and a in a Fortran array.
+    The library takes the half-spectrum dimension first, the others as given."""
     flags = x.flags
-    if not (flags.c_contiguous or flags.f_contiguous):
+    c_order = flags.c_contiguous
+    if not (c_order or flags.f_contiguous):
         x = np.ascontiguousarray(x)
-    c_order = x.flags.c_contiguous
+        c_order = True
     lengths = list(x.shape)
     for length, axis in zip(s, axes):
         lengths[axis] = length
-    shape = list(lengths)
+    half = axes[-1]
+    shape = lengths
     if kind == _R2C:
-        shape[axes[-1]] = s[-1] // 2 + 1
+        shape = lengths.copy()
+        shape[half] = s[-1] // 2 + 1
     out = np.empty(shape, dtype, "C" if c_order else "F")
     if out.size:
         if x.size == 0:  # all padding
             out.fill(0)
-        else:
+        elif c_order:
             last = x.ndim - 1
-            dims = [last - a for a in axes[::-1]] if c_order else axes[::-1]
-            dims = dims[:1] + dims[1:][::-1]  # the half-spectrum dimension first, the others as given
-            _core.fftn(kind, _single(x.dtype), x, out, lengths[::-1] if c_order else lengths,
-                       list(x.shape[::-1] if c_order else x.shape), dims, sign, workers)
+            _core.fftn(kind, x.dtype.char in "fF", x, out, lengths[::-1], x.shape[::-1],
+                       [last - half] + [last - a for a in axes[:-1]], sign, workers, scale)
+        else:
+            _core.fftn(kind, x.dtype.char in "fF", x, out, lengths, x.shape, [half] + axes[:-1], sign, workers,
+                       scale)
     return out
 
 
@@ -323,8 +332,8 @@ def _c2cn(forward, x, s, axes, norm, workers, plan):
         return _c2c(forward, x, s[0], axes[0], norm, workers, None)
     if x.dtype.kind == "f":
         x = x.astype(_complex_of(x.dtype))
-    out = _run_fftn(_C2C, x, s, axes, x.dtype, _FORWARD if forward else _BACKWARD, workers)
-    return _scaled(out, inorm, math.prod(s), not forward)
+    return _run_fftn(_C2C, x, s, axes, x.dtype, _FORWARD if forward else _BACKWARD, workers,
+                     _scale(inorm, math.prod(s), not forward))
 
 
 def _r2cn(inorm, x, s, axes, workers, plan):
@@ -337,8 +346,8 @@ def _r2cn(inorm, x, s, axes, workers, plan):
     if len(axes) == 1:  # the 1-D call costs less per call (scipy.signal's 1-D convolutions come here)
         return _r2c(inorm, x, s[0], axes[0], workers, None)
     divided = inorm == 2
-    out = _run_fftn(_R2C, x, s, axes, _complex_of(x.dtype), _BACKWARD if divided else _FORWARD, workers)
-    return _scaled(out, inorm, math.prod(s), divided)
+    return _run_fftn(_R2C, x, s, axes, _complex_of(x.dtype), _BACKWARD if divided else _FORWARD, workers,
+                     _scale(inorm, math.prod(s), divided))
 
 
 def _c2rn(inorm, conjugate, x, s, axes, workers, plan):
@@ -360,8 +369,8 @@ def _c2rn(inorm, conjugate, x, s, axes, workers, plan):
         if s[-1] < 1:
             raise ValueError(f"invalid number of data points ({s[-1]}) specified")
     divided = inorm == 2
-    out = _run_fftn(_C2R, x, s, axes, _real_of(x.dtype), _BACKWARD if divided else _FORWARD, workers)
-    return _scaled(out, inorm, math.prod(s), divided)
+    return _run_fftn(_C2R, x, s, axes, _real_of(x.dtype), _BACKWARD if divided else _FORWARD, workers,
+                     _scale(inorm, math.prod(s), divided))
 
 
 @documented("fftn")
@@ -425,27 +434,17 @@ def ihfft2(x, s=None, axes=(-2, -1), norm=None, overwrite_x=False, workers=None,
     return ihfftn(x, s, axes, norm, overwrite_x, workers, plan=plan)
 
 
-def _resized(x, axis, n):
-    """A new array with x cut or zero padded to n along axis."""
-    shape = list(x.shape)
-    shape[axis] = n
-    out = np.empty(shape, x.dtype)
-    kept = min(n, x.shape[axis])
-    out[(slice(None),) * axis + (slice(kept, None),)] = 0
-    out[(slice(None),) * axis + (slice(0, kept),)] = x[(slice(None),) * axis + (slice(0, kept),)]
-    return out
-
-
-# The orthogonalising weights by (sine, type): the input elements multiplied by sqrt(2) before the
-# transform and the output elements divided by it after (-1 the last). On the first element of the cosine
-# kinds and the last of the sine kinds, they make every orthonormal transform orthogonal; scipy 1.10
-# weights the first element of DST-II and DST-III too, and the backend leaves those calls to scipy.
+# The orthogonalising weights by (sine, type), as the binding's bits (1 and 2: the first and the last
+# input element multiplied by sqrt(2) before the transform; 4 and 8: the first and the last output
+# element divided by it after). On the first element of the cosine kinds and the last of the sine kinds,
+# they make every orthonormal transform orthogonal; scipy 1.10 weights the first element of DST-II and
+# DST-III too, and the backend leaves those calls to scipy.
 _WEIGHTS = {
-    (False, 1): ((0, -1), (0, -1)),
-    (False, 2): ((), (0,)),
-    (False, 3): ((0,), ()),
-    (True, 2): ((), (-1,)),
-    (True, 3): ((-1,), ()),
+    (False, 1): 1 | 2 | 4 | 8,
+    (False, 2): 4,
+    (False, 3): 1,
+    (True, 2): 8,
+    (True, 3): 2,
 }
 
 
@@ -473,8 +472,12 @@ def _r2r(sine, forward, x, type, n, axis, norm, workers, orthogonalize):
     orthogonalize = _orthogonalize(orthogonalize)
     x = _inexact(x)
     axis = _axis(axis, x)
-    n = _length(n, x.shape[axis])
-    inorm, workers = _norm(norm, forward), _workers(workers)
+    return _run_r2r(sine, forward, x, type, _length(n, x.shape[axis]), axis, _norm(norm, forward),
+                    _workers(workers), orthogonalize)
+
+
+def _run_r2r(sine, forward, x, type, n, axis, inorm, workers, orthogonalize):
+    """The transform of x (of a served dtype) along a non-negative axis, with checked arguments."""
     if not forward and type in (2, 3):
         type = 5 - type  # the inverse of II is III and back; I and IV are their own
     if type == 1 and not sine and n == 1:
@@ -482,11 +485,6 @@ def _r2r(sine, forward, x, type, n, axis, norm, workers, orthogonalize):
     logical = 2 * (n - 1) if type == 1 and not sine else 2 * (n + 1) if type == 1 else 2 * n
     if orthogonalize is None or x.dtype.kind == "c":  # complex input follows the norm alone, as in scipy
         orthogonalize = inorm == 1
-    weighted_in, weighted_out = _WEIGHTS.get((sine, type), ((), ())) if orthogonalize else ((), ())
-    if weighted_in:
-        x = _resized(x, axis, n)
-        for element in weighted_in:
-            x[(slice(None),) * axis + (element,)] *= _SQRT2
     dtype = x.dtype
     x, out, stride, length, vectors = _placed(x, axis, n, dtype)
     if vectors:
@@ -494,11 +492,9 @@ def _r2r(sine, forward, x, type, n, axis, norm, workers, orthogonalize):
             out.fill(0)
         else:
             _core.dcst(type - 1 + (4 if sine else 0), dtype.char in "fF", x, out, stride, n, length, vectors,
-                       1 if inorm == 2 else 0, dtype.kind == "c", workers)
-    if inorm == 1:
-        np.multiply(out, 1.0 / math.sqrt(logical), out=out)
-    for element in weighted_out:
-        out[(slice(None),) * axis + (element,)] *= 1.0 / _SQRT2
+                       1 if inorm == 2 else 0, dtype.kind == "c", workers,
+                       1.0 / math.sqrt(logical) if inorm == 1 else 1.0,
+                       _WEIGHTS.get((sine, type), 0) if orthogonalize else 0)
     return out
 
 
@@ -530,25 +526,24 @@ def _r2rn(sine, forward, x, type, s, axes, norm, workers, orthogonalize):
     s, axes = _shape_and_axes(x, s, axes)
     if not axes:
         return original
-    inorm = _norm(norm, forward)
-    whole = sorted(axes) == list(range(x.ndim)) and tuple(s) == x.shape
-    weights_as_norm = orthogonalize is None or x.dtype.kind == "c" or bool(orthogonalize) == (inorm == 1)
-    if sine or type != 2 or not whole or not weights_as_norm:
+    inorm, threads = _norm(norm, forward), _workers(workers)
+    # The N-D DCT-II serves all axes at their lengths with the weights that the norm implies.
+    if (sine or type != 2 or tuple(s) != x.shape or sorted(axes) != list(range(x.ndim))
+            or not (orthogonalize is None or x.dtype.kind == "c" or bool(orthogonalize) == (inorm == 1))):
         for length, axis in zip(s, axes):
-            x = _r2r(sine, forward, x, type, length, axis, norm, workers, orthogonalize)
+            x = _run_r2r(sine, forward, x, type, length, axis, inorm, threads, orthogonalize)
         return x
-    threads = _workers(workers)
     x = _contiguous(x)
     order = "C" if x.flags.c_contiguous else "F"
     out = np.empty(x.shape, x.dtype, order=order)
-    _core.dctn(x, out, list(x.shape[::-1] if order == "C" else x.shape), not forward, inorm == 1, threads)
+    factor = 1.0
     if inorm != 1:
         # Unnormalised forward, divided by the product of 2n inverse; the norm may want the other.
         total = math.prod(2 * m for m in x.shape)
         wanted = 1.0 if inorm == 0 else 1.0 / total
         factor = wanted if forward else wanted * total
-        if factor != 1.0:
-            np.multiply(out, factor, out=out)
+    _core.dctn(x, out, list(x.shape[::-1] if order == "C" else x.shape), not forward, inorm == 1, threads,
+               factor)
     return out
 
 

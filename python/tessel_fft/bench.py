@@ -8,11 +8,15 @@ median of each is reported; a call shorter than a millisecond is timed over enou
 about one. The ratio is ours / scipy.fft with all workers: below 1 we are faster. The fftconvolve case
 runs scipy.signal.fftconvolve with tessel_fft.scipy_backend as its scipy.fft backend (ours) and without
 (scipy, under scipy.fft.set_workers).
+
+A second table times small calls from two Python threads at once against one thread making them all:
+the same number of calls, so that a ratio above 1 is time lost to the threads' contention.
 """
 import argparse
 import os
 import platform
 import statistics
+import threading
 import time
 
 import numpy as np
@@ -61,6 +65,12 @@ def _cases(rng):
         ("small-dct2 (16 x 16)", "dct", rng.standard_normal((16, 16)), {}),
         ("small-fft2 (16 x 16)", "fft2", _complex(rng, (16, 16)), {}),
         ("small-dctn (16 x 16)", "dctn", rng.standard_normal((16, 16)), {}),
+        ("small-c2c-strided-forward (8 x 64)", "fft", _complex(rng, (64, 8)), {"axis": 0, "norm": "forward"}),
+        ("small-hfft (129 x 2)", "hfft", _complex(rng, (2, 129)), {}),
+        ("small-dct2-inv-ortho (16 x 16)", "idct", rng.standard_normal((16, 16)), {"norm": "ortho"}),
+        ("small-dst1 (16 x 16)", "dst", rng.standard_normal((16, 16)), {"type": 1}),
+        ("small-dstn (16 x 16)", "dstn", rng.standard_normal((16, 16)), {}),
+        ("small-rfftn (16 x 16)", "rfftn", rng.standard_normal((16, 16)), {}),
         # N-D FFTs.
         ("rfftn-2d (2048 x 2048)", "rfftn", rng.standard_normal((2048, 2048)), {}),
         ("fftn-3d (256 x 256 x 256)", "fftn", _complex(rng, (256, 256, 256)), {}),
@@ -113,11 +123,50 @@ def _median_ms(calls, runs):
     return {name: statistics.median(values) for name, values in times.items()}
 
 
+def _thread_runs(call, calls, runs):
+    """(one, two): `runs` times each, alternating, in ms: one thread making `calls` calls, and two threads
+    making half of them each at once."""
+    def work(count):
+        for _ in range(count):
+            call()
+
+    one, two = [], []
+    for _ in range(runs):
+        start = time.perf_counter()
+        work(calls)
+        one.append((time.perf_counter() - start) * 1e3)
+        threads = [threading.Thread(target=work, args=(calls // 2,)) for _ in range(2)]
+        start = time.perf_counter()
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        two.append((time.perf_counter() - start) * 1e3)
+    return one, two
+
+
+def _two_threads(rng, runs):
+    cases = [("small-c2c (64 x 8)", "fft", _complex(rng, (8, 64))),
+             ("small-dct2 (16 x 16)", "dct", rng.standard_normal((16, 16)))]
+    print()
+    print("| two Python threads, 8000 calls | side | one thread, median | two threads, median | two threads, "
+          "max | two / one |")
+    print("|:--|:--|--:|--:|--:|--:|")
+    for name, function, x in cases:
+        for side, module in (("ours", tessel_fft), ("scipy", scipy.fft)):
+            call = getattr(module, function)
+            call(x)
+            one, two = _thread_runs(lambda: call(x), 8000, runs)
+            print(f"| {name} | {side} | {statistics.median(one):.1f} ms | {statistics.median(two):.1f} ms "
+                  f"| {max(two):.1f} ms | {statistics.median(two) / statistics.median(one):.2f} |", flush=True)
+
+
 def main(argv=None):
     parser = argparse.ArgumentParser(prog="python3 -m tessel_fft.bench", description=__doc__.split("\n")[0])
     parser.add_argument("--runs", type=int, default=15, help="timed calls per side (default 15)")
     parser.add_argument("--quick", action="store_true", help="3 runs: a smoke test, timings not meaningful")
-    parser.add_argument("--case", action="append", help="run only cases whose name starts with this")
+    parser.add_argument("--case", action="append",
+                        help="run only cases whose name starts with this (two-threads: the second table)")
     parser.add_argument("--planner", default="measure", choices=("estimate", "measure", "hybrid"),
                         help="how tessel_fft plans (default measure, as tessel-fft-bench; the package's "
                         "own default is estimate)")
@@ -155,6 +204,8 @@ def main(argv=None):
         print(f"| {name} | {function} | {_format(ms['ours1'])} | {_format(ms['oursall'])} "
               f"| {_format(ms['scipy1'])} | {_format(ms['scipyall'])} | {numpy_ms} "
               f"| {ms['oursall'] / ms['scipyall']:.2f} | {error:.1e} |", flush=True)
+    if not args.case or any("two-threads".startswith(prefix) for prefix in args.case):
+        _two_threads(rng, max(runs, 8) if not args.quick else runs)
 
 
 if __name__ == "__main__":

@@ -28,6 +28,10 @@ CASES = [
     Case("real input to irfft, padded", "irfft", (3, 5), dtype="float64", kwargs={"n": 20, "norm": "ortho"}),
     Case("DCT-III padded, weights without ortho", "dct", (12, 5), axis=0, dtype="float32",
          kwargs={"type": 3, "n": 16, "orthogonalize": True}),
+    Case("DCT-I orthonormal, cut, weights in and out", "dct", (9, 4), axis=0, dtype="float64",
+         kwargs={"type": 1, "n": 7, "norm": "ortho"}),
+    Case("DCT-III orthonormal, complex, padded, F", "idct", (5, 6), layout="F", dtype="complex64",
+         kwargs={"n": 8, "norm": "ortho"}),
     Case("DCT-II N-D, C", "dctn", (16, 12, 5), dtype="float64", kwargs={"norm": "ortho"}),
     Case("DCT-II N-D inverse, F", "idctn", (9, 14), layout="F", dtype="float64"),
     Case("DCT-II N-D, complex, forward", "dctn", (6, 10), dtype="complex64", kwargs={"norm": "forward"}),
@@ -39,6 +43,7 @@ CASES = [
     Case("integers as float64", "fft", (3, 8), dtype="int32"),
     Case("float16 as float32", "dct", (3, 8), dtype="float16"),
     Case("all workers", "fft", (64, 300), axis=0, kwargs={"workers": -1}),
+    Case("just long enough to release the GIL", "ifft", (6, 1024), kwargs={"norm": "ortho"}),
     Case("empty batch", "fft", (0, 8), axis=1),
     Case("empty batch, padded from nothing", "dct", (3, 0), axis=1, dtype="float64", kwargs={"n": 4}),
     Case("empty batch, real", "rfft", (4, 0, 3), axis=0, dtype="float64"),
@@ -178,9 +183,11 @@ def test_backend_serves_or_leaves_to_scipy():
 
 
 def test_threads():
-    """Python threads transforming at once, the same shapes and different ones, get scipy's answers."""
+    """Python threads transforming at once, the same shapes and different ones, long enough to release the
+    GIL and too short to, get scipy's answers."""
     rng = np.random.default_rng(5)
-    inputs = [make(rng, (30 + 7 * (i % 3), 200, 4), "complex128", "CF"[i % 2]) for i in range(12)]
+    inputs = [make(rng, (30 + 7 * (i % 3), 200 if i % 4 else 16, 4), "complex128", "CF"[i % 2])
+              for i in range(12)]
     expected = [scipy.fft.fft(x, axis=1) for x in inputs]
 
     def run(i):

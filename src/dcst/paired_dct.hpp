@@ -7,6 +7,7 @@
 #include <complex>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #include "backend/aligned_scratch.hpp"
 #include "backend/planner_threads.hpp"
@@ -140,6 +141,80 @@ class PairedDctPass {
         true);
   }
 
+  // Calls f with the element step of a contiguous pair: 1 (two real vectors side by side, which the
+  // compiler then vectorises) as a constant, any other as a value.
+  template <typename F>
+  static void withRowStep(std::ptrdiff_t rowStep, const F& f) {
+    if (rowStep == 1) {
+      f(std::integral_constant<std::ptrdiff_t, 1>());
+    } else {
+      f(rowStep);
+    }
+  }
+
+  // One pair of a contiguous layout into its complex vector `v` (real and imaginary parts interleaved):
+  // forward, reordered, its even elements first and its odd ones reversed after them; inverse, twiddled
+  // with its mirror. Element j of the pair's first vector is first[j * rowStep], of its second
+  // first[j * rowStep + partStep].
+  template <typename Step>
+  void loadVector(const R* first, Step rowStep, std::ptrdiff_t partStep, R* v, const C* twiddles) const {
+    const std::ptrdiff_t n = static_cast<std::ptrdiff_t>(n_);
+    const R* const second = first + partStep;
+    if (!inverse_) {
+      for (std::ptrdiff_t k = 0; k < (n + 1) / 2; ++k) {
+        v[2 * k] = first[2 * k * rowStep];
+        v[2 * k + 1] = second[2 * k * rowStep];
+      }
+      for (std::ptrdiff_t k = 0; k < n / 2; ++k) {
+        v[2 * (n - 1 - k)] = first[(2 * k + 1) * rowStep];
+        v[2 * (n - 1 - k) + 1] = second[(2 * k + 1) * rowStep];
+      }
+      return;
+    }
+    const R* const t = reinterpret_cast<const R*>(twiddles);
+    // X[n] is 0: row 0 pairs with nothing.
+    v[0] = t[0] * first[0] - t[1] * second[0];
+    v[1] = t[1] * first[0] + t[0] * second[0];
+    for (std::ptrdiff_t k = 1; k < n; ++k) {
+      const R x = first[k * rowStep], xMirror = first[(n - k) * rowStep];
+      const R y = second[k * rowStep], yMirror = second[(n - k) * rowStep];
+      // t (x - i xMirror) + i t (y - i yMirror), spelled out: std::complex's product guards NaNs.
+      const R tr = t[2 * k], ti = t[2 * k + 1];
+      v[2 * k] = tr * x + ti * xMirror - ti * y + tr * yMirror;
+      v[2 * k + 1] = ti * x - tr * xMirror + tr * y + ti * yMirror;
+    }
+  }
+
+  // The transformed complex vector `v` back to its pair, the reverse of loadVector: forward, twiddled and
+  // split by Hermitian symmetry; inverse, its reordering undone.
+  template <typename Step>
+  void storeVector(const R* v, R* first, Step rowStep, std::ptrdiff_t partStep, const C* twiddles) const {
+    const std::ptrdiff_t n = static_cast<std::ptrdiff_t>(n_);
+    R* const second = first + partStep;
+    if (inverse_) {
+      for (std::ptrdiff_t k = 0; k < (n + 1) / 2; ++k) {
+        first[2 * k * rowStep] = v[2 * k];
+        second[2 * k * rowStep] = v[2 * k + 1];
+      }
+      for (std::ptrdiff_t k = 0; k < n / 2; ++k) {
+        first[(2 * k + 1) * rowStep] = v[2 * (n - 1 - k)];
+        second[(2 * k + 1) * rowStep] = v[2 * (n - 1 - k) + 1];
+      }
+      return;
+    }
+    const R* const t = reinterpret_cast<const R*>(twiddles);
+    // Element 0 reflects onto itself.
+    first[0] = t[0] * 2 * v[0];
+    second[0] = t[0] * 2 * v[1];
+    for (std::ptrdiff_t k = 1; k < n; ++k) {
+      const R sumRe = v[2 * k] + v[2 * (n - k)], sumIm = v[2 * k + 1] - v[2 * (n - k) + 1];
+      const R differenceRe = v[2 * k] - v[2 * (n - k)], differenceIm = v[2 * k + 1] + v[2 * (n - k) + 1];
+      const R tr = t[2 * k], ti = t[2 * k + 1];
+      first[k * rowStep] = tr * sumRe - ti * sumIm;
+      second[k * rowStep] = tr * differenceIm + ti * differenceRe;
+    }
+  }
+
   void runLayout(const R* src, R* out, const PairLayout& layout) {
     const fftwApi& api = fftwApi::getInstance();
     const std::uint64_t n = n_;
@@ -172,13 +247,19 @@ class PairedDctPass {
                                         static_cast<std::ptrdiff_t>(first) * layout.pairStep;
             const R* const from = src + base;
             R* const to = out + base;
-            if (!inverse) {
-              visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t j) {
+            if (contiguous) {
+              withRowStep(layout.rowStep, [&](auto rowStep) {
+                for (std::size_t g = 0; g < count; ++g)
+                  loadVector(from + at(g, 0), rowStep, partStep, reinterpret_cast<R*>(scratch + g * pitch),
+                             twiddles);
+              });
+            } else if (!inverse) {
+              visitGroup(false, count, n, [&](std::size_t g, std::uint64_t j) {
                 const R* element = from + at(g, j);
                 scratch[g * pitch + slot(j)] = C(element[0], element[partStep]);
               });
             } else {
-              visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t k) {
+              visitGroup(false, count, n, [&](std::size_t g, std::uint64_t k) {
                 const R* element = from + at(g, k);
                 // X[n] is 0: row 0 pairs with nothing.
                 const R* mirror = k == 0 ? nullptr : from + at(g, n - k);
@@ -198,8 +279,14 @@ class PairedDctPass {
                 api.execute(singlePlan.get(), vector, vector);
               }
             }
-            if (!inverse) {
-              visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t k) {
+            if (contiguous) {
+              withRowStep(layout.rowStep, [&](auto rowStep) {
+                for (std::size_t g = 0; g < count; ++g)
+                  storeVector(reinterpret_cast<const R*>(scratch + g * pitch), to + at(g, 0), rowStep,
+                              partStep, twiddles);
+              });
+            } else if (!inverse) {
+              visitGroup(false, count, n, [&](std::size_t g, std::uint64_t k) {
                 const C* spectrum = scratch + g * pitch;
                 const C value = spectrum[k], reflected = std::conj(spectrum[k == 0 ? 0 : n - k]);
                 R* element = to + at(g, k);
@@ -209,7 +296,7 @@ class PairedDctPass {
                 element[partStep] = tr * difference.imag() + ti * difference.real();
               });
             } else {
-              visitGroup(contiguous, count, n, [&](std::size_t g, std::uint64_t j) {
+              visitGroup(false, count, n, [&](std::size_t g, std::uint64_t j) {
                 const C value = scratch[g * pitch + slot(j)];
                 R* element = to + at(g, j);
                 element[0] = value.real();

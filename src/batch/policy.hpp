@@ -155,6 +155,21 @@ inline bool arrayPlansServe(const BatchShape& shape, const BatchSides& sides, st
 inline constexpr std::uint64_t kWholeArrayMinPoints = std::uint64_t{1} << 15;
 inline constexpr std::uint64_t kWholeArrayMaxPoints = std::uint64_t{1} << 21;
 
+// Consecutive passes over the leading dimensions of an N-D array run slab by slab where a slab's largest
+// array takes at most kNDSlabBytes, so that its arrays stay in a core's second-level cache from one pass
+// to the next; slabs much smaller than that go several to a step, each pass over a step one batch call.
+inline constexpr std::size_t kNDSlabBytes = std::size_t{1} << 20;
+
+// The steps that `slabs` slabs of `slabBytes` each run in (equal steps of whole slabs), or 0 where the
+// passes run over the whole array instead.
+inline std::size_t slabStepsOf(std::size_t slabs, std::size_t slabBytes) {
+  if (slabs < 2 || slabBytes > kNDSlabBytes) return 0;
+  std::size_t together =
+      std::min(slabs, std::max<std::size_t>(1, kNDSlabBytes / std::max<std::size_t>(slabBytes, 1)));
+  while (slabs % together != 0) --together;
+  return slabs / together >= 2 ? slabs / together : 0;
+}
+
 // Whether the slabs of a batch on the arrays spread over tasks, each plan on one thread.
 inline bool slabsOverTasks(std::uint64_t callerThreads, std::size_t slabs) {
   return callerThreads > 1 && slabs >= kArrayMinTaskSlabs;

@@ -10,8 +10,10 @@
 
 #include "backend/precision.hpp"
 #include "batch/executor.hpp"
+#include "batch/policy.hpp"
 #include "dcst/dcst_batch.hpp"
 #include "dcst/paired_dct.hpp"
+#include "plans/step_plan_cache.hpp"
 #include "tessel_fft/fftw_context.hpp"
 
 namespace tessel_fft {
@@ -102,10 +104,41 @@ void dctIIAllDimensions(const fftwContext* hostContext, dcstPlanCacheInterface<n
   for (std::uint64_t d = 0; d < ndims; ++d) total *= dims[d];
   if (ndims != 0 && total == 0) return;
   if (hostContext == nullptr) return pairedAllDimensions<Kind>(in, out, dims, ndims, total, orthonormal);
-  std::uint64_t stride = 1;
+  const fftwContext& context = *hostContext;
+  std::uint64_t stride = 1, leading = 0;
   const E* src = in;
-  for (std::uint64_t d = 0; d < ndims; ++d) {
-    dctIIStep<Kind>(*hostContext, hostCache, src, out, total, stride, dims[d], orthonormal, d + 1 == ndims);
+  // The leading dimensions slab by slab, as the N-D FFTs run theirs.
+  while (leading + 1 < ndims && stride * dims[leading] * sizeof(E) <= kNDSlabBytes) stride *= dims[leading++];
+  const std::size_t steps = leading >= 2 ? slabStepsOf(total / stride, stride * sizeof(E)) : 0;
+  if (steps == 0) {
+    leading = 0;
+    stride = 1;
+  } else {
+    const std::uint64_t stepElements = total / steps;
+    const BatchPath path = chooseBatchPath(context.getNumThreads(), steps, stepElements);
+    fftwContext stepContext = context;
+    stepContext.setNumThreads(1);
+    // The first step runs here, where the host's cache may be asked; the others reuse its plans.
+    StepPlanCache<dcstPlanCacheInterface<ndReal<E>, Kind>> stepCache(hostCache);
+    const auto runStep = [&](std::size_t step) {
+      const std::uint64_t offset = step * stepElements;
+      std::uint64_t slabStride = 1;
+      for (std::uint64_t d = 0; d < leading; ++d) {
+        dctIIStep<Kind>(stepContext, &stepCache, (d == 0 ? in : out) + offset, out + offset, stepElements,
+                        slabStride, dims[d], orthonormal, false);
+        slabStride *= dims[d];
+      }
+    };
+    runStep(0);
+    stepCache.seal();
+    runSteps({path.pooled, 1, needsCallerOnlyArena(path.threaded, total * sizeof(E))}, steps - 1,
+             [&](std::size_t first, std::size_t last) {
+               for (std::size_t step = first; step < last; ++step) runStep(step + 1);
+             });
+    src = out;
+  }
+  for (std::uint64_t d = leading; d < ndims; ++d) {
+    dctIIStep<Kind>(context, hostCache, src, out, total, stride, dims[d], orthonormal, d + 1 == ndims);
     stride *= dims[d];
     src = out;
   }

@@ -19,6 +19,7 @@
 #include "fft/fft_passes.hpp"
 #include "plans/owned_plan.hpp"
 #include "plans/plan_acquisition.hpp"
+#include "plans/step_plan_cache.hpp"
 #include "tessel_fft/fftw_api.hpp"
 
 namespace tessel_fft {
@@ -116,24 +117,25 @@ void fftND(fftwContext context, const fftNDCaches<T>& caches, const typename fft
   const int complexSign =
       Kind == c2r || (Kind == c2c && sign == FFTW_BACKWARD) ? FFTW_BACKWARD : FFTW_FORWARD;
   const std::size_t count = recipe.passes.size();
-  const auto run = [&](std::size_t p, const fftwContext& passContext, std::size_t step, std::size_t steps) {
+  const auto run = [&](std::size_t p, const fftwContext& passContext, const fftNDCaches<T>& passCaches,
+                       std::size_t step, std::size_t steps) {
     const NDPass& pass = recipe.passes[p];
     const bool readNext = p + 1 < count;
     if (pass.batch.numVectors == 0) return;
     if (pass.kind == r2c) {
-      runPass<T, r2c>(passContext, caches.realToComplex, arrays, pass, {sign, divide, true, readNext}, step,
-                      steps);
+      runPass<T, r2c>(passContext, passCaches.realToComplex, arrays, pass, {sign, divide, true, readNext},
+                      step, steps);
     } else if (pass.kind == c2r) {
-      runPass<T, c2r>(passContext, caches.complexToReal, arrays, pass, {sign, divide, false, readNext}, step,
-                      steps);
+      runPass<T, c2r>(passContext, passCaches.complexToReal, arrays, pass, {sign, divide, false, readNext},
+                      step, steps);
     } else {
-      runPass<T, c2c>(passContext, caches.complexToComplex, arrays, pass,
+      runPass<T, c2c>(passContext, passCaches.complexToComplex, arrays, pass,
                       {complexSign, divide, false, readNext}, step, steps);
     }
   };
   std::size_t p = 0;
   for (const NDSlabGroup& group : recipe.slabGroups) {
-    for (; p < group.firstPass; ++p) run(p, context, 0, 1);
+    for (; p < group.firstPass; ++p) run(p, context, caches, 0, 1);
     // Steps spread over tasks as the vectors of a batch would, each step on one thread.
     const BatchShape& firstBatch = recipe.passes[group.firstPass].batch;
     const std::uint64_t stepPoints = firstBatch.numVectors * firstBatch.length / group.steps;
@@ -142,14 +144,25 @@ void fftND(fftwContext context, const fftNDCaches<T>& caches, const typename fft
     stepContext.setNumThreads(1);
     const StepSpread spread{path.pooled, 1,
                             needsCallerOnlyArena(path.threaded, group.steps * stepPoints * sizeof(T))};
-    runSteps(spread, group.steps, [&](std::size_t first, std::size_t last) {
-      for (std::size_t step = first; step < last; ++step)
-        for (std::size_t q = group.firstPass; q < group.firstPass + group.passCount; ++q)
-          run(q, stepContext, step, group.steps);
+    // The first step runs here, where the host's caches may be asked; the others reuse its plans.
+    StepPlanCache<fftwPlanCacheInterface<T, r2c, fftwPlanKey>> realToComplex(caches.realToComplex);
+    StepPlanCache<fftwPlanCacheInterface<T, c2r, fftwPlanKey>> complexToReal(caches.complexToReal);
+    StepPlanCache<fftwPlanCacheInterface<T, c2c, fftwPlanKey>> complexToComplex(caches.complexToComplex);
+    const fftNDCaches<T> stepCaches{&realToComplex, &complexToReal, &complexToComplex};
+    const auto runStep = [&](std::size_t step) {
+      for (std::size_t q = group.firstPass; q < group.firstPass + group.passCount; ++q)
+        run(q, stepContext, stepCaches, step, group.steps);
+    };
+    runStep(0);
+    realToComplex.seal();
+    complexToReal.seal();
+    complexToComplex.seal();
+    runSteps(spread, group.steps - 1, [&](std::size_t first, std::size_t last) {
+      for (std::size_t step = first; step < last; ++step) runStep(step + 1);
     });
     p = group.firstPass + group.passCount;
   }
-  for (; p < count; ++p) run(p, context, 0, 1);
+  for (; p < count; ++p) run(p, context, caches, 0, 1);
 }
 
 #define TESSEL_FFT_ND(T, Kind) template TESSEL_FFT_API decltype(fftND<T, Kind>) fftND<T, Kind>;

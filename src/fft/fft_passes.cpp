@@ -140,13 +140,9 @@ NDPasses ndPassesOf(int kind, std::size_t realBytes, const std::uint64_t* length
     std::size_t slabBytes = 0;
     for (std::size_t p = first; slabs != 0 && p < best; ++p)
       slabBytes = std::max({slabBytes, passes[p].sourceBytes / slabs, passes[p].targetBytes / slabs});
-    if (leading >= 2 && slabs >= 2 && slabBytes <= kNDSlabBytes) {
-      // Slabs much smaller than the budget go several at a time: each pass over them is one batch call.
-      const std::size_t perStep =
-          std::max<std::size_t>(1, kNDSlabBytes / std::max<std::size_t>(slabBytes, 1));
-      std::size_t together = std::min(perStep, slabs);
-      while (slabs % together != 0) --together;
-      if (slabs / together >= 2) result.slabGroups.push_back({first, leading, slabs / together});
+    const std::size_t steps = leading >= 2 ? slabStepsOf(slabs, slabBytes) : 0;
+    if (steps != 0) {
+      result.slabGroups.push_back({first, leading, steps});
       first = best;
     } else {
       ++first;

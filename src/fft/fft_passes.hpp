@@ -34,10 +34,6 @@ struct NDSlabGroup {
   std::size_t steps;  // the parts the arrays are cut into, each of one or several whole slabs
 };
 
-// Leading dimensions run slab by slab where a slab's largest array takes at most this much, so that its
-// arrays stay in a core's second-level cache from one pass to the next.
-inline constexpr std::size_t kNDSlabBytes = std::size_t{1} << 20;
-
 // All passes of a call and the scratch they need; and whether the call first tries one FFTW plan over
 // the whole arrays (see wholeArrayServes), which falls back to the passes where FFTW has none.
 struct NDPasses {

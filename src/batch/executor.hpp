@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 #include "batch/batch_walk.hpp"
 #include "batch/buffer_managers.hpp"
@@ -41,6 +42,28 @@ void runSteps(const StepSpread& spread, std::size_t count, const Step& step) {
   } else {
     step(std::size_t{0}, count);
   }
+}
+
+// How the slab steps of an N-D call spread: over tasks as the vectors of a batch would, each step then
+// on one thread, where `count` steps of `stepPoints` points are worth it; `bytes` is the array's size.
+inline StepSpread slabStepSpread(std::uint64_t threads, std::size_t count, std::uint64_t stepPoints,
+                                 std::size_t bytes) {
+  const BatchPath path = chooseBatchPath(threads, count, stepPoints);
+  return {path.pooled, 1, needsCallerOnlyArena(path.threaded, bytes)};
+}
+
+// Runs step(s) for each s in [0, count): the first on the calling thread, then `afterFirst()`, then the
+// others as `spread` says. What only the calling thread may do (ask the host's cache) happens in the
+// first step, and `afterFirst` hands its results to the others.
+template <typename Step, typename AfterFirst>
+void runStepsAfterFirst(const StepSpread& spread, std::size_t count, const Step& step,
+                        const AfterFirst& afterFirst) {
+  if (count == 0) return;
+  step(std::size_t{0});
+  afterFirst();
+  runSteps(spread, count - 1, [&](std::size_t first, std::size_t last) {
+    for (std::size_t s = first; s < last; ++s) step(s + 1);
+  });
 }
 
 // Cuts the groups of a batch into tasks that each run loop(inBuffer, outBuffer, begin, end) on a pair from

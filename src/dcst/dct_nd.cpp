@@ -115,26 +115,22 @@ void dctIIAllDimensions(const fftwContext* hostContext, dcstPlanCacheInterface<n
     stride = 1;
   } else {
     const std::uint64_t stepElements = total / steps;
-    const BatchPath path = chooseBatchPath(context.getNumThreads(), steps, stepElements);
     fftwContext stepContext = context;
     stepContext.setNumThreads(1);
     // The first step runs here, where the host's cache may be asked; the others reuse its plans.
     StepPlanCache<dcstPlanCacheInterface<ndReal<E>, Kind>> stepCache(hostCache);
-    const auto runStep = [&](std::size_t step) {
-      const std::uint64_t offset = step * stepElements;
-      std::uint64_t slabStride = 1;
-      for (std::uint64_t d = 0; d < leading; ++d) {
-        dctIIStep<Kind>(stepContext, &stepCache, (d == 0 ? in : out) + offset, out + offset, stepElements,
-                        slabStride, dims[d], orthonormal, false);
-        slabStride *= dims[d];
-      }
-    };
-    runStep(0);
-    stepCache.seal();
-    runSteps({path.pooled, 1, needsCallerOnlyArena(path.threaded, total * sizeof(E))}, steps - 1,
-             [&](std::size_t first, std::size_t last) {
-               for (std::size_t step = first; step < last; ++step) runStep(step + 1);
-             });
+    runStepsAfterFirst(
+        slabStepSpread(context.getNumThreads(), steps, stepElements, total * sizeof(E)), steps,
+        [&](std::size_t step) {
+          const std::uint64_t offset = step * stepElements;
+          std::uint64_t slabStride = 1;
+          for (std::uint64_t d = 0; d < leading; ++d) {
+            dctIIStep<Kind>(stepContext, &stepCache, (d == 0 ? in : out) + offset, out + offset, stepElements,
+                            slabStride, dims[d], orthonormal, false);
+            slabStride *= dims[d];
+          }
+        },
+        [&] { stepCache.seal(); });
     src = out;
   }
   for (std::uint64_t d = leading; d < ndims; ++d) {

@@ -230,7 +230,7 @@ class PairedDctPass {
     const std::ptrdiff_t partStep = layout.partStep;
     // Contiguous vectors of a page or more are visited one by one: row by row, the group's vectors would
     // be as many streams a multiple of 4 KiB apart.
-    const bool contiguous = layout.rowStep <= 2 && n * sizeof(R) * 2 >= 4096;
+    const bool contiguous = layout.rowStep <= 2 && n * sizeof(R) * 2 >= kSetSpanBytes;
     // Element j of pair g of the group, from the group's start.
     const auto at = [&layout](std::size_t g, std::uint64_t j) {
       return static_cast<std::ptrdiff_t>(g) * layout.pairStep +

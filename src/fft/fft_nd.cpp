@@ -136,30 +136,28 @@ void fftND(fftwContext context, const fftNDCaches<T>& caches, const typename fft
   std::size_t p = 0;
   for (const NDSlabGroup& group : recipe.slabGroups) {
     for (; p < group.firstPass; ++p) run(p, context, caches, 0, 1);
-    // Steps spread over tasks as the vectors of a batch would, each step on one thread.
     const BatchShape& firstBatch = recipe.passes[group.firstPass].batch;
     const std::uint64_t stepPoints = firstBatch.numVectors * firstBatch.length / group.steps;
-    const BatchPath path = chooseBatchPath(context.getNumThreads(), group.steps, stepPoints);
     fftwContext stepContext = context;
     stepContext.setNumThreads(1);
-    const StepSpread spread{path.pooled, 1,
-                            needsCallerOnlyArena(path.threaded, group.steps * stepPoints * sizeof(T))};
     // The first step runs here, where the host's caches may be asked; the others reuse its plans.
     StepPlanCache<fftwPlanCacheInterface<T, r2c, fftwPlanKey>> realToComplex(caches.realToComplex);
     StepPlanCache<fftwPlanCacheInterface<T, c2r, fftwPlanKey>> complexToReal(caches.complexToReal);
     StepPlanCache<fftwPlanCacheInterface<T, c2c, fftwPlanKey>> complexToComplex(caches.complexToComplex);
     const fftNDCaches<T> stepCaches{&realToComplex, &complexToReal, &complexToComplex};
-    const auto runStep = [&](std::size_t step) {
-      for (std::size_t q = group.firstPass; q < group.firstPass + group.passCount; ++q)
-        run(q, stepContext, stepCaches, step, group.steps);
-    };
-    runStep(0);
-    realToComplex.seal();
-    complexToReal.seal();
-    complexToComplex.seal();
-    runSteps(spread, group.steps - 1, [&](std::size_t first, std::size_t last) {
-      for (std::size_t step = first; step < last; ++step) runStep(step + 1);
-    });
+    runStepsAfterFirst(
+        slabStepSpread(context.getNumThreads(), group.steps, stepPoints,
+                       group.steps * stepPoints * sizeof(T)),
+        group.steps,
+        [&](std::size_t step) {
+          for (std::size_t q = group.firstPass; q < group.firstPass + group.passCount; ++q)
+            run(q, stepContext, stepCaches, step, group.steps);
+        },
+        [&] {
+          realToComplex.seal();
+          complexToReal.seal();
+          complexToComplex.seal();
+        });
     p = group.firstPass + group.passCount;
   }
   for (; p < count; ++p) run(p, context, caches, 0, 1);

@@ -8,6 +8,7 @@
 #include <new>
 
 #include "backend/errors.hpp"
+#include "dcst/makhoul_twiddles.hpp"
 #include "tessel_fft/fftw_api.hpp"
 
 namespace tessel_fft {
@@ -16,8 +17,6 @@ namespace {
 // Recent lengths kept: a host transforming many dimensions of different lengths doesn't recompute them on
 // every call, and one calling lengths without end doesn't grow the process without end.
 constexpr std::size_t kKeptTwiddles = 16;
-
-const long double kPi = 3.141592653589793238462643383279502884L;
 
 using Unit = std::complex<long double>;
 
@@ -30,22 +29,17 @@ void append(std::vector<R>& pairs, Unit value) {
 template <typename R>
 HalfLengthTwiddles<R> computeTwiddles(std::uint64_t n, bool quarterWave) {
   HalfLengthTwiddles<R> twiddles;
-  const long double length = static_cast<long double>(n);
   const std::uint64_t half = n / 2;
-  const auto unit = [](long double angle) { return std::polar(1.0L, angle); };
   if (quarterWave) {
     for (std::uint64_t m = 0; m < half; ++m) {
-      const auto place = static_cast<long double>(m);
-      append(twiddles.before, unit(-kPi * (4 * place + 1) / (4 * length)));
-      append(twiddles.after, 2.0L * unit(-kPi * place / length));
+      append(twiddles.before, makhoulTwiddle(4 * m + 1, 2 * n));
+      append(twiddles.after, 2.0L * makhoulTwiddle(2 * m, n));
     }
     return twiddles;
   }
   const Unit i(0, 1);
-  const auto quarter = [&](std::uint64_t k) {
-    return unit(-kPi * static_cast<long double>(k) / (2 * length));
-  };
-  const auto full = [&](std::uint64_t k) { return unit(-2 * kPi * static_cast<long double>(k) / length); };
+  const auto quarter = [n](std::uint64_t k) { return makhoulTwiddle(k, n); };
+  const auto full = [n](std::uint64_t k) { return makhoulTwiddle(4 * k, n); };
   for (std::uint64_t k = 0; k <= half; ++k) {
     append(twiddles.quarter, quarter(k));
     append(twiddles.quarterMirror, quarter(half - k));
@@ -85,8 +79,6 @@ void runKindTwo(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* in, 
                 std::size_t count) {
   const std::size_t half = n / 2;
   const R oddSign = Sine ? R(-1) : R(1);
-  const R* own = twiddles.splitOwn.data();
-  const R* mirror = twiddles.splitMirror.data();
   const auto place = [n](std::size_t k) { return Sine ? n - 1 - k : k; };
   const auto reorder = [&](const R* x, R* z) {
     for (std::size_t m = 0; m < half; ++m) {
@@ -98,6 +90,8 @@ void runKindTwo(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* in, 
   // minus its imaginary part: each output pair takes the first term from its own Z, then the second from
   // the mirror's, in two forward passes.
   const auto split = [&](const R* spectrum, R* y) {
+    const R* own = twiddles.splitOwn.data();
+    const R* mirror = twiddles.splitMirror.data();
     // Z[0] and Z[n/2], which is Z[0] again, pair with themselves.
     const R z0 = spectrum[0], z1 = spectrum[1];
     y[place(0)] = 2 * (z0 + z1);
@@ -124,10 +118,10 @@ void runKindThree(fftwPlan<R> plan, const HalfLengthTwiddles<R>& twiddles, R* in
                   std::size_t count) {
   const std::size_t half = n / 2;
   const R oddSign = Sine ? R(-1) : R(1);
-  const R* w = twiddles.quarter.data();
-  const R* wMirror = twiddles.quarterMirror.data();
-  const R* s = twiddles.full.data();
   const auto join = [&](const R* spectrum, R* z) {
+    const R* w = twiddles.quarter.data();
+    const R* wMirror = twiddles.quarterMirror.data();
+    const R* s = twiddles.full.data();
     const auto at = [spectrum, n](std::size_t k) { return Sine ? spectrum[n - 1 - k] : spectrum[k]; };
     // V = conj(w_k) (X[k] - i X[n-k]); its mirror conj(V[n/2-k]) = w_(n/2-k) (X[n/2-k] + i X[n/2+k]).
     const auto joinAt = [&](std::size_t k, R xb) {

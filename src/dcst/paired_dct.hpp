@@ -14,6 +14,7 @@
 #include "backend/precision.hpp"
 #include "batch/executor.hpp"
 #include "batch/policy.hpp"
+#include "dcst/makhoul_twiddles.hpp"
 #include "plans/owned_plan.hpp"
 #include "tessel_fft/fftw_api.hpp"
 
@@ -96,17 +97,16 @@ class PairedDctPass {
     // The scaling of the call is folded into the twiddles: after the transform for the forward one, on
     // the input for the inverse.
     C* const twiddles = static_cast<C*>(twiddleBlock_.get());
-    const long double pi = 3.141592653589793238462643383279502884L;
     for (std::uint64_t k = 0; k < n; ++k) {
-      const long double angle = pi * static_cast<long double>(k) / static_cast<long double>(2 * n);
       long double scale = 1;
       if (orthonormal) {
         scale = 1 / std::sqrt(static_cast<long double>(k != 0 ? 2 * n : inverse ? n : 4 * n));
       } else if (inverse) {
         scale = 1 / static_cast<long double>(2 * n);
       }
-      twiddles[k] = C(static_cast<R>(scale * std::cos(angle)),
-                      static_cast<R>((inverse ? scale : -scale) * std::sin(angle)));
+      const std::complex<long double> twiddle = scale * makhoulTwiddle(k, n);
+      twiddles[k] =
+          C(static_cast<R>(twiddle.real()), static_cast<R>(inverse ? -twiddle.imag() : twiddle.imag()));
     }
     planWithThreads<R>(static_cast<int>(kContextFreeThreads));
     groupPlan_ = planFor(group_);

@@ -15,6 +15,7 @@
 
 #include "buffering/copy.hpp"
 #include "buffering/element_functors.hpp"
+#include "buffering/hermitian.hpp"
 #include "buffering/output_reconstruction.hpp"
 #include "buffering/stream.hpp"
 #include "buffering/submatrix.hpp"
@@ -166,13 +167,6 @@ TYPED_TEST(Buffering, Copies) {
                   plain(bf::contiguous::stream_copy<T>));
     // Streaming into a destination off a cache line: whole lines between partial ones.
     expectWalk<T>({n, 1, 1, 0, 1, 0, 1}, [=](T* d, const T* s) { bf::contiguous::stream_copy(d + 1, s, n); });
-    if constexpr (!std::is_floating_point_v<T>) {
-      // The reversing copy gets its source at the highest element.
-      const auto reversing = [n](auto copy) { return [=](T* d, const T* s) { copy(d, s + n, n); }; };
-      expectWalk<T>({n, 1, 1, 0, -1, 0, 0, n, true}, reversing(bf::contiguous::serial_conjugate_copy<T>),
-                    reversing(bf::contiguous::tbb_conjugate_copy<T>),
-                    reversing(bf::contiguous::conjugate_copy<T>));
-    }
   }
   checkStrided<T, bf::noop, false>(bf::kGatherBudget);
   checkStrided<T, bf::noop, true>(bf::kScatterBudget);
@@ -304,13 +298,42 @@ TYPED_TEST(Buffering, Submatrices) {
             {rows, cols, 1, dstLd, 1, srcLd, 0, 0, false, zeroFill ? dstLd : 0},
             [=](T* d, const T* s) { bf::contiguous::submatrix(d, dstLd, s, srcLd, rows, cols, zeroFill); });
       }
-      if constexpr (!std::is_floating_point_v<T>) {
-        // Column c is read downward from s + top + c*srcLd.
-        const Index top = rows == 0 ? 0 : rows - 1;
-        expectWalk<T>({rows, cols, 1, dstLd, -1, srcLd, 0, top, true}, [=](T* d, const T* s) {
-          bf::contiguous::conjugate_submatrix(d, dstLd, s + top, srcLd, rows, cols);
-        });
-      }
+    }
+  }
+}
+
+// r2c completion in place in the layouts the walk's move out (below) doesn't reach, on the calling thread
+// and over tasks: rows mirrored as a two-dimensional spectrum's, one long row, columns side by side.
+TYPED_TEST(Buffering, Completion) {
+  using T = TypeParam;
+  if constexpr (!std::is_floating_point_v<T>) {
+    const Index limit = elems<T>(bf::kContiguousBudget.limitBytes);
+    // Spectrum j takes the upper half of spectrum (count - j) mod count where mirrored.
+    // clang-format off
+    const struct { Index n, count; bool columns, mirrored; } cases[] = {{1, 3, false, false}, {2, 3, true, false},
+        {16, 5, false, true}, {64, limit / 31 + 1, false, true}, {2 * limit + 5, 1, false, false},
+        {33, 6, true, false}, {2 * limit / 7 + 16, 7, true, false}};
+    // clang-format on
+    for (const auto& c : cases) {
+      SCOPED_TRACE(::testing::Message() << "n " << c.n << " count " << c.count);
+      const Index stride = c.count + 2;  // columns: gaps that must stay
+      const auto at = [=](Index j, Index k) { return c.columns ? k * stride + j : j * c.n + k; };
+      const auto kernel = [=](bool threaded) {
+        return [=](T* d, const T*) {
+          const bf::Spectra<T> full{d, c.columns ? 1 : c.n, c.columns ? stride : 1};
+          bf::completeSpectra(full, {d, full.spectrumStep, full.elementStep},
+                              {std::size_t(c.n), std::size_t(c.count), c.mirrored}, threaded);
+        };
+      };
+      expectSameAsReference<T>(
+          0, c.columns ? stride * c.n : c.n * c.count,
+          [=](T* d, const T*) {
+            for (Index j = 0; j < c.count; ++j) {
+              for (Index k = c.n / 2 + 1; k < c.n; ++k)
+                d[at(j, k)] = conjBits(d[at(c.mirrored ? (c.count - j) % c.count : j, c.n - k)]);
+            }
+          },
+          kernel(false), kernel(true));
     }
   }
 }

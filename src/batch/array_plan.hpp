@@ -22,6 +22,7 @@
 #include "batch/range_body.hpp"
 #include "batch/recipe.hpp"
 #include "batch/scale_inverse.hpp"
+#include "buffering/hermitian.hpp"
 #include "plans/owned_plan.hpp"
 #include "plans/plan_acquisition.hpp"
 #include "plans/planner.hpp"
@@ -52,14 +53,11 @@ inline ArrayDims arrayDimsOf(const BatchShape& shape, const BatchSides& sides, c
 template <typename T>
 void completeSpectraInSlab(std::complex<T>* out, const BatchShape& shape, const ArraySlabs& slabs,
                            const SlabShape& slab) {
-  const std::size_t n = shape.length, h = oneSidedLength(n);
+  const auto stride = static_cast<std::ptrdiff_t>(shape.stride);
   for (std::size_t b = 0; b < slab.blocks; ++b) {
     std::complex<T>* block = out + b * slabs.outputBlock;
-    for (std::size_t k = h; k < n; ++k) {
-      std::complex<T>* row = block + k * shape.stride;
-      const std::complex<T>* mirror = block + (n - k) * shape.stride;
-      for (std::size_t c = 0; c < slab.columns; ++c) row[c] = std::conj(mirror[c]);
-    }
+    buffering::completeSpectra<std::complex<T>>({block, 1, stride}, {block, 1, stride},
+                                                {shape.length, slab.columns}, false);
   }
 }
 

@@ -8,23 +8,9 @@
 #include <cmath>
 
 #include "backend/precision.hpp"
-#include "backend/simd.hpp"
+#include "buffering/variants.hpp"
 
 namespace tessel_fft {
-
-namespace {
-
-template <typename Real>
-TESSEL_VECTOR_CLONES void multiplyAll(Real* first, std::size_t count, Real factor) {
-  for (std::size_t i = 0; i < count; ++i) first[i] *= factor;
-}
-
-template <typename Real>
-TESSEL_VECTOR_CLONES void divideEach(Real* first, std::size_t count, Real divisor) {
-  for (std::size_t i = 0; i < count; ++i) first[i] /= divisor;
-}
-
-}  // namespace
 
 // Dividing by a power of two and multiplying by its reciprocal, which is then exact, round the same exact
 // value once: the results are the same bits, and the product is several times cheaper.
@@ -32,9 +18,9 @@ template <typename Real>
 void divideAll(Real* first, std::size_t count, Real divisor) {
   int exponent = 0;
   if (std::frexp(divisor, &exponent) == Real(0.5)) {
-    multiplyAll(first, count, std::ldexp(Real(1), 1 - exponent));
+    buffering::kernels<Real>().multiply(first, count, std::ldexp(Real(1), 1 - exponent));
   } else {
-    divideEach(first, count, divisor);
+    buffering::kernels<Real>().divide(first, count, divisor);
   }
 }
 

@@ -1,16 +1,15 @@
-// One-dimensional copy kernels: contiguous, reversing-conjugating, and strided gather and scatter.
+// One-dimensional copy kernels: contiguous, and strided gather and scatter.
 //
 // Every kernel exists as a plain loop (`serial_...`, never touches the TBB scheduler), a parallel form
 // (`tbb_...`, always one tbb::parallel_for over fixed-size blocks) and a dispatcher that picks one of the
 // two from the element count alone. Limits and block sizes are byte budgets divided by the element size:
-// kContiguousBudget for the contiguous and reversing conjugate copies, kGatherBudget for the strided
-// gather, kScatterBudget for the strided scatter (element_functors.hpp).
+// kContiguousBudget for the contiguous copy, kGatherBudget for the strided gather, kScatterBudget for the
+// strided scatter (element_functors.hpp).
 //
 // Arguments: destination before source; counts and strides in elements; strides may be negative. Source
 // and destination of one call must not overlap. Any thread may call, also from inside a parallel section.
 #pragma once
 
-#include <complex>
 #include <cstddef>
 
 #include "buffering/element_functors.hpp"
@@ -27,19 +26,11 @@ void tbb_copy(T* dst, const T* src, std::size_t n);
 template <typename T>
 void copy(T* dst, const T* src, std::size_t n);
 
-// dst[i] = conj(src[-i]) for i in [0, n): `src` points at the highest source element, which is read first.
-template <typename C>
-void serial_conjugate_copy(C* dst, const C* src, std::size_t n);
-template <typename C>
-void tbb_conjugate_copy(C* dst, const C* src, std::size_t n);
-template <typename C>
-void conjugate_copy(C* dst, const C* src, std::size_t n);
-
 }  // namespace contiguous
 
 namespace strided {
 
-// Gather: F(dst[i], src[i * srcStride]) for i in [0, n).
+// Gather: F(dst[i], src[i * srcStride]) for i in [0, n); F is noop, no gather conjugates.
 template <typename T, template <typename> class F = noop>
 void serial_copy(T* dst, const T* src, std::ptrdiff_t srcStride, std::size_t n);
 template <typename T, template <typename> class F = noop>

@@ -1,11 +1,12 @@
 // The plain loops behind the hot movement kernels, written for no instruction set beyond x86-64's
-// baseline: the variant every machine runs (see variants.hpp) and the loops of the conjugating forms.
+// baseline: the variants every machine runs (see variants.hpp).
 #pragma once
 
 #include <emmintrin.h>
 #include <xmmintrin.h>
 
 #include <algorithm>
+#include <complex>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -168,6 +169,39 @@ void scatterColumnsLoop(T* dst, std::ptrdiff_t dstStride, const T* const* column
       });
 }
 
+// The sign bits of the imaginary parts in a 16-byte register of complex values: flipping them with an
+// exclusive or is exactly what `conjugate` does, also to zeros and NaN payloads.
+inline __m128i imaginarySigns(std::complex<double>*) { return _mm_set_epi64x(INT64_MIN, 0); }
+inline __m128i imaginarySigns(std::complex<float>*) { return _mm_set_epi32(INT32_MIN, 0, INT32_MIN, 0); }
+
+// dst[i] = conj(src[i * Direction]) for i < n, Direction 1 or -1, 16 bytes at a time: one
+// complex<double>, or two complex<float>, whose order within the register a reversed walk swaps.
+template <typename C, int Direction>
+void conjugateLoop(C* dst, const C* src, std::size_t n) {
+  const __m128i signs = imaginarySigns(dst);
+  constexpr std::ptrdiff_t kPerRegister = 16 / sizeof(C);
+  const auto count = static_cast<std::ptrdiff_t>(n);
+  const auto move = [&](std::ptrdiff_t at) {
+    const C* lowest = Direction > 0 ? src + at : src - at - (kPerRegister - 1);
+    __m128i values = _mm_loadu_si128(reinterpret_cast<const __m128i*>(lowest));
+    if constexpr (Direction < 0 && kPerRegister == 2)
+      values = _mm_shuffle_epi32(values, _MM_SHUFFLE(1, 0, 3, 2));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + at), _mm_xor_si128(values, signs));
+  };
+  // Two registers a step: with one, short runs of complex floats trailed the loop GCC makes of std::conj.
+  std::ptrdiff_t i = 0;
+  for (; i + 2 * kPerRegister <= count; i += 2 * kPerRegister) {
+    move(i);
+    move(i + kPerRegister);
+  }
+  if (i + kPerRegister <= count) {
+    move(i);
+    i += kPerRegister;
+  }
+  const conjugate<C> f;
+  for (; i < count; ++i) f(dst[i], src[i * Direction]);
+}
+
 // Copies `bytes` bytes: whole destination lines with non-temporal stores, the partial lines at either end
 // with memcpy. No fence: callers fence once at their end.
 inline void streamBytesLoop(char* dst, const char* src, std::size_t bytes) {
@@ -188,6 +222,11 @@ inline void streamBytesLoop(char* dst, const char* src, std::size_t bytes) {
     _mm_stream_si128(reinterpret_cast<__m128i*>(dst + 48), d);
   }
   std::memcpy(dst, src, bytes);
+}
+
+template <typename T>
+void streamLoop(T* dst, const T* src, std::size_t n) {
+  streamBytesLoop(reinterpret_cast<char*>(dst), reinterpret_cast<const char*>(src), n * sizeof(T));
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ namespace contiguous {
 
 template <typename T>
 void stream_copy(T* dst, const T* src, std::size_t n) {
-  streamKernel()(reinterpret_cast<char*>(dst), reinterpret_cast<const char*>(src), n * sizeof(T));
+  kernels<T>().stream(dst, src, n);
 }
 
 }  // namespace contiguous
@@ -79,9 +79,8 @@ void scatterRowsThroughTile(T* dst, std::ptrdiff_t dstStride, const T* const* co
           std::memcpy(&tile[r * tileColumns + c], &column[r], sizeof(T));
       }
       for (std::size_t r = 0; r < tileRows; ++r) {
-        streamKernel()(
-            reinterpret_cast<char*>(destination + static_cast<std::ptrdiff_t>(firstRow + r) * dstStride),
-            reinterpret_cast<const char*>(tile + r * tileColumns), tileColumns * sizeof(T));
+        kernels<T>().stream(destination + static_cast<std::ptrdiff_t>(firstRow + r) * dstStride,
+                            tile + r * tileColumns, tileColumns);
       }
     }
   }

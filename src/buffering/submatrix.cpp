@@ -78,13 +78,6 @@ void submatrix(T* dst, std::size_t dstLd, const T* src, std::size_t srcLd, std::
                    rows, cols, zeroFill);
 }
 
-template <typename C>
-void conjugate_submatrix(C* dst, std::size_t dstLd, const C* src, std::size_t srcLd, std::size_t rows,
-                         std::size_t cols) {
-  forEachColumn<C>({kContiguousBudget, &serial_conjugate_copy<C>, &tbb_conjugate_copy<C>}, {dst, dstLd},
-                   {src, srcLd}, srcLd, rows, cols, false);
-}
-
 }  // namespace contiguous
 
 namespace interleaved {
@@ -100,13 +93,10 @@ void submatrix(T* dst, std::size_t dstLd, const T* src, std::size_t srcLd, std::
 }  // namespace interleaved
 
 #define TESSEL_BUFFERING_SUBMATRIX(T) template decltype(contiguous::submatrix<T>) contiguous::submatrix<T>;
-#define TESSEL_BUFFERING_CONJUGATE_SUBMATRIX(C) \
-  template decltype(contiguous::conjugate_submatrix<C>) contiguous::conjugate_submatrix<C>;
 #define TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX(T) \
   template decltype(interleaved::submatrix<T>) interleaved::submatrix<T>;
 
 TESSEL_FOR_EACH_ELEMENT(TESSEL_BUFFERING_SUBMATRIX)
-TESSEL_FOR_EACH_COMPLEX_ELEMENT(TESSEL_BUFFERING_CONJUGATE_SUBMATRIX)
 TESSEL_FOR_EACH_REAL(TESSEL_BUFFERING_INTERLEAVED_SUBMATRIX)
 
 }  // namespace tessel_fft::buffering

@@ -8,8 +8,7 @@
 // block budget are those of kContiguousBudget for the contiguous kernels, of kGatherBudget for the
 // interleaved one.
 // Each column is written by one task; its zero fill follows its copy. Source and destination must not
-// overlap, except that conjugate_submatrix may read and write disjoint parts of the same columns. Any thread
-// may call, also from inside a parallel section.
+// overlap. Any thread may call, also from inside a parallel section.
 #pragma once
 
 #include <complex>
@@ -27,12 +26,6 @@ namespace contiguous {
 template <typename T>
 void submatrix(T* dst, std::size_t dstLd, const T* src, std::size_t srcLd, std::size_t rows, std::size_t cols,
                bool zeroFill);
-
-// dst[c*dstLd + i] = conj(src[c*srcLd - i]) for i < rows, c < cols: each source column is read downward
-// from src + c*srcLd. No zero fill.
-template <typename C>
-void conjugate_submatrix(C* dst, std::size_t dstLd, const C* src, std::size_t srcLd, std::size_t rows,
-                         std::size_t cols);
 
 }  // namespace contiguous
 

@@ -62,19 +62,19 @@ namespace strided {
 template <typename T>
 void gather_rows(T* const* rows, const T* src, std::ptrdiff_t srcStride, std::size_t cols,
                  std::size_t rowCount) {
-  moveKernels<T>().gatherRows(rows, src, srcStride, cols, rowCount);
+  kernels<T>().gatherRows(rows, src, srcStride, cols, rowCount);
 }
 
 template <typename T>
 void scatter_columns(T* dst, std::ptrdiff_t dstStride, const T* const* columns, std::size_t cols,
                      std::size_t rows) {
-  moveKernels<T>().scatterColumns(dst, dstStride, columns, cols, rows);
+  kernels<T>().scatterColumns(dst, dstStride, columns, cols, rows);
 }
 
 template <typename C>
 void conjugate_scatter_columns(C* dst, std::ptrdiff_t dstStride, const C* const* columns, std::size_t cols,
                                std::size_t rows) {
-  detail::scatterColumnsLoop<C, conjugate>(dst, dstStride, columns, cols, rows);
+  kernels<C>().conjugateScatterColumns(dst, dstStride, columns, cols, rows);
 }
 
 template <typename T, template <typename> class F>

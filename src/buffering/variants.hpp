@@ -1,4 +1,4 @@
-// Instruction-set variants of the hot movement kernels, chosen once per process.
+// Instruction-set variants of the hot plain loops, moves and scaling, chosen once per process.
 #pragma once
 
 #include <cstddef>
@@ -12,10 +12,11 @@ enum class InstructionSet { baseline, avx2, avx512f };
 // The best set this machine runs, asked of the CPU once. Any thread.
 InstructionSet machineInstructionSet();
 
-// The hot moves of one element type, each the variant of one instruction set; all of them move
-// elements bit for bit as the contracts of copy.hpp, transpose.hpp and stream.hpp say.
+// The hot loops of one element type, each the variant of one instruction set. The moves move elements
+// bit for bit as the contracts of copy.hpp, transpose.hpp, stream.hpp and hermitian.hpp say; the
+// conjugating ones are there for complex T only and the scaling ones for real T only, null for the others.
 template <typename T>
-struct MoveKernels {
+struct Kernels {
   void (*copy)(T* dst, const T* src, std::size_t n);
   void (*gather)(T* dst, const T* src, std::ptrdiff_t srcStride, std::size_t n);
   void (*scatter)(T* dst, std::ptrdiff_t dstStride, const T* src, std::size_t n);
@@ -23,15 +24,23 @@ struct MoveKernels {
                      std::size_t rowCount);
   void (*scatterColumns)(T* dst, std::ptrdiff_t dstStride, const T* const* columns, std::size_t cols,
                          std::size_t rows);
+  // Cache-bypassing stores for the whole lines (see stream.hpp), unfenced.
+  void (*stream)(T* dst, const T* src, std::size_t n);
+  // scatter and scatterColumns with every element conjugated; dst[i] = conj(src[i]) for i < n, and the
+  // reversing mirror of a spectrum, dst[i] = conj(src[-i]).
+  void (*conjugateScatter)(T* dst, std::ptrdiff_t dstStride, const T* src, std::size_t n);
+  void (*conjugateScatterColumns)(T* dst, std::ptrdiff_t dstStride, const T* const* columns, std::size_t cols,
+                                  std::size_t rows);
+  void (*conjugateCopy)(T* dst, const T* src, std::size_t n);
+  void (*mirror)(T* dst, const T* src, std::size_t n);
+  // first[i] *= factor, and first[i] /= divisor, for i < count.
+  void (*multiply)(T* first, std::size_t count, T factor);
+  void (*divide)(T* first, std::size_t count, T divisor);
 };
 
-// For every kernel the variant of the best set not above machineInstructionSet() that has one, chosen
-// on first use. T is float, double, std::complex<float> or std::complex<double>. Any thread.
+// For every loop the variant of the best set not above machineInstructionSet() that has one, chosen on
+// first use. T is float, double, std::complex<float> or std::complex<double>. Any thread.
 template <typename T>
-const MoveKernels<T>& moveKernels();
-
-// Copies `bytes` bytes with cache-bypassing stores for the whole lines (see stream.hpp), unfenced.
-using StreamBytes = void (*)(char* dst, const char* src, std::size_t bytes);
-StreamBytes streamKernel();
+const Kernels<T>& kernels();
 
 }  // namespace tessel_fft::buffering

@@ -3,7 +3,7 @@
 
 #include "backend/errors.hpp"
 #include "backend/precision.hpp"
-#include "fft/hermitian_completion.hpp"
+#include "buffering/hermitian.hpp"
 #include "plans/fft_planner.hpp"
 #include "plans/owned_plan.hpp"
 #include "tessel_fft/fftw_api.hpp"
@@ -41,7 +41,9 @@ void interleavedFFT1D(const fftwContext& context, fftwPlanCacheInterface<T, Kind
   runInterleaved<T, Kind>(
       in, out, planOnly, [&](fftwPlan<T>& plan) { return planner.getPlan(n, howmany, in, out, sign, plan); },
       [&](std::complex<T>* spectrum) {
-        completeHermitian1D(spectrum, n, howmany, context.getNumThreads() > 1);
+        const auto pitch = static_cast<std::ptrdiff_t>(n);
+        buffering::completeSpectra<std::complex<T>>({spectrum, pitch, 1}, {spectrum, pitch, 1}, {n, howmany},
+                                                    context.getNumThreads() > 1);
       });
 }
 
@@ -54,7 +56,12 @@ void interleavedFFT2D(const fftwContext& context, fftwPlanCacheInterface<T, Kind
   const FFTPlanner<T, Kind> planner(&context, cache);
   runInterleaved<T, Kind>(
       in, out, planOnly, [&](fftwPlan<T>& plan) { return planner.getPlan2D(n0, n1, in, out, sign, plan); },
-      [&](std::complex<T>* spectrum) { completeHermitian2D(spectrum, n0, n1, context.getNumThreads() > 1); });
+      [&](std::complex<T>* spectrum) {
+        // Row j of the n1 rows of n0 takes its upper half from row (n1 - j) mod n1.
+        const auto pitch = static_cast<std::ptrdiff_t>(n0);
+        buffering::completeSpectra<std::complex<T>>({spectrum, pitch, 1}, {spectrum, pitch, 1},
+                                                    {n0, n1, true}, context.getNumThreads() > 1);
+      });
 }
 
 #define TESSEL_INTERLEAVED_FFT(T, Kind)                                                  \

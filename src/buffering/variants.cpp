@@ -88,31 +88,31 @@ constexpr VariantRow<T> kVariants[] = {
     {InstructionSet::baseline, baselineKernels<T>()},
 };
 
-// Fills each entry from the best row the machine runs that has it.
+// An entry from the best row the machine runs that has it.
+template <typename T, typename Entry>
+Entry best(Entry Kernels<T>::*entry) {
+  const InstructionSet machine = machineInstructionSet();
+  for (const VariantRow<T>& row : kVariants<T>) {
+    if (row.set <= machine && row.kernels.*entry != nullptr) return row.kernels.*entry;
+  }
+  return nullptr;
+}
+
 template <typename T>
 Kernels<T> chooseKernels() {
-  Kernels<T> chosen{};
-  const InstructionSet machine = machineInstructionSet();
-  const auto take = [](auto& entry, auto offered) {
-    if (entry == nullptr) entry = offered;
-  };
-  for (const VariantRow<T>& row : kVariants<T>) {
-    if (row.set > machine) continue;
-    const Kernels<T>& offered = row.kernels;
-    take(chosen.copy, offered.copy);
-    take(chosen.gather, offered.gather);
-    take(chosen.scatter, offered.scatter);
-    take(chosen.gatherRows, offered.gatherRows);
-    take(chosen.scatterColumns, offered.scatterColumns);
-    take(chosen.stream, offered.stream);
-    take(chosen.conjugateScatter, offered.conjugateScatter);
-    take(chosen.conjugateScatterColumns, offered.conjugateScatterColumns);
-    take(chosen.conjugateCopy, offered.conjugateCopy);
-    take(chosen.mirror, offered.mirror);
-    take(chosen.multiply, offered.multiply);
-    take(chosen.divide, offered.divide);
-  }
-  return chosen;
+  using K = Kernels<T>;
+  return {best(&K::copy),
+          best(&K::gather),
+          best(&K::scatter),
+          best(&K::gatherRows),
+          best(&K::scatterColumns),
+          best(&K::stream),
+          best(&K::conjugateScatter),
+          best(&K::conjugateScatterColumns),
+          best(&K::conjugateCopy),
+          best(&K::mirror),
+          best(&K::multiply),
+          best(&K::divide)};
 }
 
 }  // namespace

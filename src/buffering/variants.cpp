@@ -48,14 +48,14 @@ constexpr Kernels<T> baselineKernels() {
 // Only the scaling has wider variants: the moves, built for x86-64-v3 or -v4 as a whole, moved data no
 // faster on that machine, in the caches or from memory; loads and stores bound them, not the registers.
 #if defined(__x86_64__) && defined(__GNUC__)
-#define TESSEL_SCALING_VARIANT(name, set)                                                    \
-  template <typename Real>                                                                   \
-  __attribute__((target(set))) void multiply##name(Real* first, std::size_t count, Real f) { \
-    multiplyLoop(first, count, f);                                                           \
-  }                                                                                          \
-  template <typename Real>                                                                   \
-  __attribute__((target(set))) void divide##name(Real* first, std::size_t count, Real d) {   \
-    divideLoop(first, count, d);                                                             \
+#define TESSEL_SCALING_VARIANT(name, set)                                                         \
+  template <typename Real>                                                                        \
+  __attribute__((target(set))) void multiply##name(Real* first, std::size_t count, Real factor) { \
+    multiplyLoop(first, count, factor);                                                           \
+  }                                                                                               \
+  template <typename Real>                                                                        \
+  __attribute__((target(set))) void divide##name(Real* first, std::size_t count, Real divisor) {  \
+    divideLoop(first, count, divisor);                                                            \
   }
 TESSEL_SCALING_VARIANT(Avx2, "avx2")
 TESSEL_SCALING_VARIANT(Avx512, "avx512f")
@@ -72,7 +72,7 @@ constexpr Kernels<T> scalingKernels(InstructionSet set) {
 #endif
 
 // The variants of one element type, best set first: a set that has no variant of a loop leaves its entry
-// null, and the next set down serves. The baseline row is complete.
+// null, and the next set down serves. The baseline row has every loop of the element type.
 template <typename T>
 struct VariantRow {
   InstructionSet set;

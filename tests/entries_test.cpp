@@ -65,6 +65,9 @@ TEST(Accuracy, BatchedFFT) {
        .chunk = 3},
       {.kind = r2c, .n = 96, .inputLength = 90, .numVectors = 301, .threads = 2, .chunk = 1},
       {.single = F, .kind = c2c, .n = 4096, .numVectors = 2, .threads = 4, .sign = kInv},
+      // Blocks of long vectors beyond the caches, not a whole number of chunks: one group of single vectors
+      // each, the last block partial.
+      {.kind = r2c, .stride = 7, .n = 16384, .numVectors = 17, .threads = 2},
       // Misaligned arrays, pooled and single.
       {.single = F, .kind = c2r, .n = 64, .numVectors = 300, .threads = 2, .flags = kShiftIn | kShiftOut},
       {.kind = c2c, .n = 64, .flags = kShiftOut},

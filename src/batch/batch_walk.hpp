@@ -100,6 +100,9 @@ struct GroupCuts {
   // 4 KiB would all fall into the same cache set, more than it has ways; contiguous groups move
   // sequentially and stay packed, so that they move in one piece.
   bool padUnits;
+  // Whether a stretch goes through the single plan only, in one group: where its chunks and the vectors
+  // left over would each pass over rows that don't stay in the caches from one group to the next.
+  bool singlesOnly = false;
 
   std::size_t groupVectors() const { return chunksPerGroup * chunkSize; }
   // Scratch a group takes where each vector takes `vectorBytes`, with room for the padding of its places.
@@ -187,11 +190,11 @@ void walkBatch(const BatchShape& shape, const PlanPair<Plan>& plans, const Group
                            block * stride * shape.length + column, plan, vectorsPerPlan});
   };
   const std::size_t chunk = cuts.chunkSize;
-  const std::size_t singlesPerGroup = cuts.chunksPerGroup > 1 ? cuts.groupVectors() : 1;
+  const std::size_t singlesPerGroup = cuts.chunksPerGroup > 1 || cuts.singlesOnly ? cuts.groupVectors() : 1;
   std::size_t vector = begin;
   while (vector < end) {
     const std::size_t stretchEnd = std::min(end, shape.stretchEnd(vector));
-    while (vector + chunk <= stretchEnd) {
+    while (!cuts.singlesOnly && vector + chunk <= stretchEnd) {
       const std::size_t chunks = std::min(cuts.chunksPerGroup, (stretchEnd - vector) / chunk);
       emit(vector, chunks * chunk, plans.chunk, chunk);
       vector += chunks * chunk;

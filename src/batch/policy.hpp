@@ -185,6 +185,8 @@ inline bool slabsOverTasks(std::uint64_t callerThreads, std::size_t slabs) {
 inline constexpr std::size_t kGroupRowBytes = 256;
 inline constexpr std::size_t kContiguousGroupBytes = 4 * buffering::kKiB;
 inline constexpr std::size_t kGroupScratchBytes = 1 * buffering::kMiB;
+// A group of single vectors that takes a whole block (see GroupCuts::singlesOnly) may take up to this.
+inline constexpr std::size_t kSinglesGroupBytes = 8 * buffering::kMiB;
 // Batches whose output takes at least this much move it out with cache-bypassing stores: such an
 // output doesn't stay in the caches anyway, and a cached store would first read each line it overwrites.
 inline constexpr std::size_t kStreamingOutputBytes = 8 * buffering::kMiB;

@@ -61,6 +61,15 @@ GroupCuts groupCutsFor(const BatchShape& shape, const ScratchLayout& scratch, co
                                                          (chunk * scratch.arrayElementBytes);
   const std::size_t chunksPerGroup =
       std::max<std::size_t>(1, std::min({std::max(std::min(wanted, fitting), lineChunks), needed, listed}));
+  // A block too large to stay in the caches between two passes over its rows, whose vectors don't divide
+  // into chunks, goes in one group of single vectors where that group isn't much larger: otherwise its
+  // chunks and the vectors left over each read every line of its rows (r2c of 7 columns of 65536 floats
+  // as a chunk and three single vectors took up to twice as long as plain FFTW on an AMD EPYC).
+  const std::size_t stretch = shape.stretch();
+  const std::size_t blockBytes = stretch * (scratch.inputVectorBytes + scratch.outputVectorBytes);
+  if (shape.stride != 1 && stretch % chunk != 0 && needed * chunk <= listed * chunk &&
+      blockBytes > kGroupScratchBytes && blockBytes <= kSinglesGroupBytes)
+    return {chunk, needed, needed > 1, true};
   return {chunk, chunksPerGroup, chunksPerGroup > 1 && shape.stride != 1};
 }
 
@@ -170,7 +179,7 @@ std::string BatchRecipe::describe() const {
     return text.str();
   }
   text << "walk " << spread << " planner=" << path.plannerThreads << " groups=" << cuts.chunksPerGroup << 'x'
-       << cuts.chunkSize << (cuts.padUnits ? " padded" : "");
+       << cuts.chunkSize << (cuts.padUnits ? " padded" : "") << (cuts.singlesOnly ? " singles" : "");
   if (direct.input || direct.output)
     text << " direct=" << (direct.input ? "in" : "") << (direct.input && direct.output ? "," : "")
          << (direct.output ? "out" : "");

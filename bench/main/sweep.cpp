@@ -4,9 +4,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 #include <random>
-#include <regex>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "report.hpp"
 
@@ -128,13 +130,24 @@ SweepSpace sweepSpace(bool quick) {
 }
 
 bool parseProblem(const std::string& text, StridedProblem& problem) {
-  // The words of StridedProblem::text; the x between the extents may stand without spaces.
-  static const std::regex kWords(R"(^\s*(\S+)( inv)?( complex)? (f32|f64) (\d+) *x *(\d+) *x *(\d+)\s*$)");
-  std::smatch words;
-  if (!std::regex_match(text, words, kWords)) return false;
+  // The words of StridedProblem::text up to the precision, then the extents, whose x may stand without
+  // spaces.
+  std::istringstream words(text);
+  std::vector<std::string> head;
+  std::string word;
+  while (words >> word && word != "f32" && word != "f64") head.push_back(word);
+  if (head.empty() || (word != "f32" && word != "f64")) return false;
   problem = StridedProblem{};
-  const std::string kind = words[1];
-  const bool inverse = words[2].matched, complex = words[3].matched;
+  problem.singlePrecision = word == "f32";
+  std::string extents((std::istreambuf_iterator<char>(words)), std::istreambuf_iterator<char>());
+  std::replace(extents.begin(), extents.end(), 'x', ' ');
+  std::istringstream numbers(extents);
+  std::string rest;
+  if (!(numbers >> problem.stride >> problem.n >> problem.blocks) || numbers >> rest) return false;
+  const std::string kind = head[0];
+  const bool inverse = std::find(head.begin(), head.end(), "inv") != head.end();
+  const bool complex = std::find(head.begin(), head.end(), "complex") != head.end();
+  if (head.size() != 1u + inverse + complex) return false;
   if (kind == "r2c" || kind == "c2r") {
     if (inverse || complex) return false;
     problem.family = kind == "r2c" ? StridedProblem::kR2c : StridedProblem::kC2r;
@@ -150,10 +163,6 @@ bool parseProblem(const std::string& text, StridedProblem& problem) {
     problem.direction = inverse ? 1 : -1;
     problem.isComplex = complex;
   }
-  problem.singlePrecision = words[4] == "f32";
-  problem.stride = std::stoull(words[5]);
-  problem.n = std::stoull(words[6]);
-  problem.blocks = std::stoull(words[7]);
   return problem.stride > 0 && problem.n > 0 && problem.blocks > 0;
 }
 

@@ -67,8 +67,8 @@ GroupCuts groupCutsFor(const BatchShape& shape, const ScratchLayout& scratch, co
   // as a chunk and three single vectors took up to twice as long as plain FFTW on an AMD EPYC).
   const std::size_t stretch = shape.stretch();
   const std::size_t blockBytes = stretch * (scratch.inputVectorBytes + scratch.outputVectorBytes);
-  if (shape.stride != 1 && stretch % chunk != 0 && needed * chunk <= listed * chunk &&
-      blockBytes > kGroupScratchBytes && blockBytes <= kSinglesGroupBytes)
+  if (shape.stride != 1 && stretch % chunk != 0 && needed <= listed && blockBytes > kGroupScratchBytes &&
+      blockBytes <= kSinglesGroupBytes)
     return {chunk, needed, needed > 1, true};
   return {chunk, chunksPerGroup, chunksPerGroup > 1 && shape.stride != 1};
 }

@@ -68,17 +68,12 @@ inline DimensionPairs dimensionPairs(std::uint64_t total, std::uint64_t stride, 
 inline constexpr std::size_t kPairGroupBytes = 256 * 1024;
 inline constexpr std::size_t kMaxPairsPerGroup = 16;
 
-// Visits every element of a group's vectors: vector by vector, or row by row, where a row of the group
-// is one run of memory or a few short ones.
+// Visits every element of a group's vectors row by row, where a row of the group is one run of memory or
+// a few short ones.
 template <typename Visit>
-void visitGroup(bool vectorsContiguous, std::size_t count, std::uint64_t n, const Visit& visit) {
-  if (vectorsContiguous) {
-    for (std::size_t g = 0; g < count; ++g)
-      for (std::uint64_t j = 0; j < n; ++j) visit(g, j);
-  } else {
-    for (std::uint64_t j = 0; j < n; ++j)
-      for (std::size_t g = 0; g < count; ++g) visit(g, j);
-  }
+void visitRows(std::size_t count, std::uint64_t n, const Visit& visit) {
+  for (std::uint64_t j = 0; j < n; ++j)
+    for (std::size_t g = 0; g < count; ++g) visit(g, j);
 }
 
 // DCT-II (REDFT10) or its inverse (REDFT01, divided by 2n), either orthonormal, along dimensions of
@@ -141,6 +136,23 @@ class PairedDctPass {
         true);
   }
 
+  // The inverse's twiddle on the input: element k of the complex vector from elements k and n-k of the
+  // pair (x, y), with twiddle `t` (real, imaginary): t (x - i xMirror) + i t (y - i yMirror), spelled out,
+  // since std::complex's product guards NaNs.
+  static void twiddleIn(R x, R xMirror, R y, R yMirror, const R* t, R* v) {
+    v[0] = t[0] * x + t[1] * xMirror - t[1] * y + t[0] * yMirror;
+    v[1] = t[1] * x - t[0] * xMirror + t[0] * y + t[1] * yMirror;
+  }
+
+  // The forward's twiddle on the output: elements k of the pair from element `value` of the transformed
+  // vector and its mirror n-k (both as real, imaginary), split by Hermitian symmetry.
+  static void twiddleOut(const R* value, const R* mirror, const R* t, R& first, R& second) {
+    const R sumRe = value[0] + mirror[0], sumIm = value[1] - mirror[1];
+    const R differenceRe = value[0] - mirror[0], differenceIm = value[1] + mirror[1];
+    first = t[0] * sumRe - t[1] * sumIm;
+    second = t[0] * differenceIm + t[1] * differenceRe;
+  }
+
   // Calls f with the element step of a contiguous pair: 1 (two real vectors side by side, which the
   // compiler then vectorises) as a constant, any other as a value.
   template <typename F>
@@ -173,16 +185,10 @@ class PairedDctPass {
     }
     const R* const t = reinterpret_cast<const R*>(twiddles);
     // X[n] is 0: row 0 pairs with nothing.
-    v[0] = t[0] * first[0] - t[1] * second[0];
-    v[1] = t[1] * first[0] + t[0] * second[0];
-    for (std::ptrdiff_t k = 1; k < n; ++k) {
-      const R x = first[k * rowStep], xMirror = first[(n - k) * rowStep];
-      const R y = second[k * rowStep], yMirror = second[(n - k) * rowStep];
-      // t (x - i xMirror) + i t (y - i yMirror), spelled out: std::complex's product guards NaNs.
-      const R tr = t[2 * k], ti = t[2 * k + 1];
-      v[2 * k] = tr * x + ti * xMirror - ti * y + tr * yMirror;
-      v[2 * k + 1] = ti * x - tr * xMirror + tr * y + ti * yMirror;
-    }
+    twiddleIn(first[0], R(0), second[0], R(0), t, v);
+    for (std::ptrdiff_t k = 1; k < n; ++k)
+      twiddleIn(first[k * rowStep], first[(n - k) * rowStep], second[k * rowStep], second[(n - k) * rowStep],
+                t + 2 * k, v + 2 * k);
   }
 
   // The transformed complex vector `v` back to its pair, the reverse of loadVector: forward, twiddled and
@@ -204,15 +210,9 @@ class PairedDctPass {
     }
     const R* const t = reinterpret_cast<const R*>(twiddles);
     // Element 0 reflects onto itself.
-    first[0] = t[0] * 2 * v[0];
-    second[0] = t[0] * 2 * v[1];
-    for (std::ptrdiff_t k = 1; k < n; ++k) {
-      const R sumRe = v[2 * k] + v[2 * (n - k)], sumIm = v[2 * k + 1] - v[2 * (n - k) + 1];
-      const R differenceRe = v[2 * k] - v[2 * (n - k)], differenceIm = v[2 * k + 1] + v[2 * (n - k) + 1];
-      const R tr = t[2 * k], ti = t[2 * k + 1];
-      first[k * rowStep] = tr * sumRe - ti * sumIm;
-      second[k * rowStep] = tr * differenceIm + ti * differenceRe;
-    }
+    twiddleOut(v, v, t, first[0], second[0]);
+    for (std::ptrdiff_t k = 1; k < n; ++k)
+      twiddleOut(v + 2 * k, v + 2 * (n - k), t + 2 * k, first[k * rowStep], second[k * rowStep]);
   }
 
   void runLayout(const R* src, R* out, const PairLayout& layout) {
@@ -254,21 +254,19 @@ class PairedDctPass {
                              twiddles);
               });
             } else if (!inverse) {
-              visitGroup(false, count, n, [&](std::size_t g, std::uint64_t j) {
+              visitRows(count, n, [&](std::size_t g, std::uint64_t j) {
                 const R* element = from + at(g, j);
                 scratch[g * pitch + slot(j)] = C(element[0], element[partStep]);
               });
             } else {
-              visitGroup(false, count, n, [&](std::size_t g, std::uint64_t k) {
+              visitRows(count, n, [&](std::size_t g, std::uint64_t k) {
                 const R* element = from + at(g, k);
                 // X[n] is 0: row 0 pairs with nothing.
                 const R* mirror = k == 0 ? nullptr : from + at(g, n - k);
-                const R x = element[0], xMirror = mirror != nullptr ? mirror[0] : R(0);
-                const R y = element[partStep], yMirror = mirror != nullptr ? mirror[partStep] : R(0);
-                // t (x - i xMirror) + i t (y - i yMirror), spelled out: std::complex's product guards NaNs.
-                const R tr = twiddles[k].real(), ti = twiddles[k].imag();
-                scratch[g * pitch + k] = C(tr * x + ti * xMirror - ti * y + tr * yMirror,
-                                           ti * x - tr * xMirror + tr * y + ti * yMirror);
+                twiddleIn(element[0], mirror != nullptr ? mirror[0] : R(0), element[partStep],
+                          mirror != nullptr ? mirror[partStep] : R(0),
+                          reinterpret_cast<const R*>(twiddles + k),
+                          reinterpret_cast<R*>(scratch + g * pitch + k));
               });
             }
             if (count == group) {
@@ -286,17 +284,14 @@ class PairedDctPass {
                               partStep, twiddles);
               });
             } else if (!inverse) {
-              visitGroup(false, count, n, [&](std::size_t g, std::uint64_t k) {
-                const C* spectrum = scratch + g * pitch;
-                const C value = spectrum[k], reflected = std::conj(spectrum[k == 0 ? 0 : n - k]);
+              visitRows(count, n, [&](std::size_t g, std::uint64_t k) {
+                const R* spectrum = reinterpret_cast<const R*>(scratch + g * pitch);
                 R* element = to + at(g, k);
-                const C sum = value + reflected, difference = value - reflected;
-                const R tr = twiddles[k].real(), ti = twiddles[k].imag();
-                element[0] = tr * sum.real() - ti * sum.imag();
-                element[partStep] = tr * difference.imag() + ti * difference.real();
+                twiddleOut(spectrum + 2 * k, spectrum + 2 * (k == 0 ? 0 : n - k),
+                           reinterpret_cast<const R*>(twiddles + k), element[0], element[partStep]);
               });
             } else {
-              visitGroup(false, count, n, [&](std::size_t g, std::uint64_t j) {
+              visitRows(count, n, [&](std::size_t g, std::uint64_t j) {
                 const C value = scratch[g * pitch + slot(j)];
                 R* element = to + at(g, j);
                 element[0] = value.real();

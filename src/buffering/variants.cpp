@@ -88,14 +88,9 @@ constexpr VariantRow<T> kVariants[] = {
     {InstructionSet::baseline, baselineKernels<T>()},
 };
 
-// An entry from the best row the machine runs that has it.
 template <typename T, typename Entry>
 Entry best(Entry Kernels<T>::*entry) {
-  const InstructionSet machine = machineInstructionSet();
-  for (const VariantRow<T>& row : kVariants<T>) {
-    if (row.set <= machine && row.kernels.*entry != nullptr) return row.kernels.*entry;
-  }
-  return nullptr;
+  return bestVariant(kVariants<T>, [entry](const VariantRow<T>& row) { return row.kernels.*entry; });
 }
 
 template <typename T>

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <iterator>
 
 namespace tessel_fft::buffering {
 
@@ -37,6 +38,18 @@ struct Kernels {
   void (*multiply)(T* first, std::size_t count, T factor);
   void (*divide)(T* first, std::size_t count, T divisor);
 };
+
+// The entry of the best row whose set the machine runs and that has one (`entryOf(row)` not null), from
+// rows listed best set first, each with its `set`; null if none has. Every table of variants chooses
+// through this. Any thread.
+template <typename Rows, typename EntryOf>
+auto bestVariant(const Rows& rows, const EntryOf& entryOf) -> decltype(entryOf(*std::begin(rows))) {
+  const InstructionSet machine = machineInstructionSet();
+  for (const auto& row : rows) {
+    if (row.set <= machine && entryOf(row) != nullptr) return entryOf(row);
+  }
+  return nullptr;
+}
 
 // For every loop the variant of the best set not above machineInstructionSet() that has one, chosen on
 // first use. T is float, double, std::complex<float> or std::complex<double>. Any thread.

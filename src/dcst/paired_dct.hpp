@@ -64,7 +64,9 @@ inline DimensionPairs dimensionPairs(std::uint64_t total, std::uint64_t stride, 
 }
 
 // Scratch of the complex vectors of a group, each one `pitch` apart so that every vector keeps the
-// 16-byte alignment its plan was made for.
+// 16-byte alignment its plan was made for: the reordered inputs, and apart from them the spectra. FFTW
+// transforms a batch in place through a buffer of its own (n 1024, 16 vectors on a 2-core AMD EPYC:
+// 32 us against 22 us out of place), so the group takes room for both.
 inline constexpr std::size_t kPairGroupBytes = 256 * 1024;
 inline constexpr std::size_t kMaxPairsPerGroup = 16;
 
@@ -86,9 +88,9 @@ class PairedDctPass {
       : n_(n),
         inverse_(inverse),
         pitch_(pitchOf(n)),
-        group_(std::clamp<std::size_t>(kPairGroupBytes / (pitch_ * sizeof(C)), 1, kMaxPairsPerGroup)),
+        group_(std::clamp<std::size_t>(kPairGroupBytes / (2 * pitch_ * sizeof(C)), 1, kMaxPairsPerGroup)),
         twiddleBlock_(n * sizeof(C), 0),
-        scratchBlock_(group_ * pitch_ * sizeof(C), 0) {
+        scratchBlock_(2 * group_ * pitch_ * sizeof(C), 0) {
     // The scaling of the call is folded into the twiddles: after the transform for the forward one, on
     // the input for the inverse.
     C* const twiddles = static_cast<C*>(twiddleBlock_.get());
@@ -126,12 +128,12 @@ class PairedDctPass {
   }
 
   OwnedPlan<fftwPlan<R>> planFor(std::size_t howmany) {
-    auto* const scratch = reinterpret_cast<fftwComplex<R>*>(scratchBlock_.get());
+    auto* const inputs = reinterpret_cast<fftwComplex<R>*>(scratchBlock_.get());
     const fftw_iodim64 dim{static_cast<std::ptrdiff_t>(n_), 1, 1};
     const fftw_iodim64 loop{static_cast<std::ptrdiff_t>(howmany), static_cast<std::ptrdiff_t>(pitch_),
                             static_cast<std::ptrdiff_t>(pitch_)};
     return OwnedPlan<fftwPlan<R>>(
-        fftwApi::getInstance().plan(1, &dim, 1, &loop, scratch, scratch,
+        fftwApi::getInstance().plan(1, &dim, 1, &loop, inputs, inputs + group_ * pitch_,
                                     inverse_ ? FFTW_BACKWARD : FFTW_FORWARD, FFTW_ESTIMATE),
         true);
   }
@@ -153,14 +155,15 @@ class PairedDctPass {
     second = t[0] * differenceIm + t[1] * differenceRe;
   }
 
-  // Calls f with the element step of a contiguous pair: 1 (two real vectors side by side, which the
-  // compiler then vectorises) as a constant, any other as a value.
+  // Calls f with a step of the layout as a constant where it is 1, any other as a value: an element step
+  // of 1 (two real vectors side by side) or a part step of 1 (a pair that is one complex number) lets
+  // the compiler move whole registers.
   template <typename F>
-  static void withRowStep(std::ptrdiff_t rowStep, const F& f) {
-    if (rowStep == 1) {
+  static void withUnitStep(std::ptrdiff_t step, const F& f) {
+    if (step == 1) {
       f(std::integral_constant<std::ptrdiff_t, 1>());
     } else {
-      f(rowStep);
+      f(step);
     }
   }
 
@@ -221,13 +224,14 @@ class PairedDctPass {
     const bool inverse = inverse_;
     const std::size_t pitch = pitch_, group = group_;
     const C* const twiddles = static_cast<const C*>(twiddleBlock_.get());
-    C* const scratch = static_cast<C*>(scratchBlock_.get());
-    auto* const fftwScratch = reinterpret_cast<fftwComplex<R>*>(scratch);
+    C* const inputs = static_cast<C*>(scratchBlock_.get());
+    C* const spectra = inputs + group * pitch;
+    auto* const fftwInputs = reinterpret_cast<fftwComplex<R>*>(inputs);
+    auto* const fftwSpectra = reinterpret_cast<fftwComplex<R>*>(spectra);
     const OwnedPlan<fftwPlan<R>>& groupPlan = groupPlan_;
     const OwnedPlan<fftwPlan<R>>& singlePlan = singlePlan_;
     // Element j of a vector sits at this place of its reordered vector.
     const auto slot = [n](std::uint64_t j) { return j % 2 == 0 ? j / 2 : n - 1 - j / 2; };
-    const std::ptrdiff_t partStep = layout.partStep;
     // Contiguous vectors of a page or more are visited one by one: row by row, the group's vectors would
     // be as many streams a multiple of 4 KiB apart.
     const bool contiguous = layout.rowStep <= 2 && n * sizeof(R) * 2 >= kSetSpanBytes;
@@ -248,54 +252,60 @@ class PairedDctPass {
             const R* const from = src + base;
             R* const to = out + base;
             if (contiguous) {
-              withRowStep(layout.rowStep, [&](auto rowStep) {
+              withUnitStep(layout.rowStep, [&](auto rowStep) {
                 for (std::size_t g = 0; g < count; ++g)
-                  loadVector(from + at(g, 0), rowStep, partStep, reinterpret_cast<R*>(scratch + g * pitch),
-                             twiddles);
-              });
-            } else if (!inverse) {
-              visitRows(count, n, [&](std::size_t g, std::uint64_t j) {
-                const R* element = from + at(g, j);
-                scratch[g * pitch + slot(j)] = C(element[0], element[partStep]);
+                  loadVector(from + at(g, 0), rowStep, layout.partStep,
+                             reinterpret_cast<R*>(inputs + g * pitch), twiddles);
               });
             } else {
-              visitRows(count, n, [&](std::size_t g, std::uint64_t k) {
-                const R* element = from + at(g, k);
-                // X[n] is 0: row 0 pairs with nothing.
-                const R* mirror = k == 0 ? nullptr : from + at(g, n - k);
-                twiddleIn(element[0], mirror != nullptr ? mirror[0] : R(0), element[partStep],
-                          mirror != nullptr ? mirror[partStep] : R(0),
-                          reinterpret_cast<const R*>(twiddles + k),
-                          reinterpret_cast<R*>(scratch + g * pitch + k));
+              withUnitStep(layout.partStep, [&](auto partStep) {
+                if (!inverse) {
+                  visitRows(count, n, [&](std::size_t g, std::uint64_t j) {
+                    const R* element = from + at(g, j);
+                    inputs[g * pitch + slot(j)] = C(element[0], element[partStep]);
+                  });
+                  return;
+                }
+                visitRows(count, n, [&](std::size_t g, std::uint64_t k) {
+                  const R* element = from + at(g, k);
+                  // X[n] is 0: row 0 pairs with nothing.
+                  const R* mirror = k == 0 ? nullptr : from + at(g, n - k);
+                  twiddleIn(element[0], mirror != nullptr ? mirror[0] : R(0), element[partStep],
+                            mirror != nullptr ? mirror[partStep] : R(0),
+                            reinterpret_cast<const R*>(twiddles + k),
+                            reinterpret_cast<R*>(inputs + g * pitch + k));
+                });
               });
             }
             if (count == group) {
-              api.execute(groupPlan.get(), fftwScratch, fftwScratch);
+              api.execute(groupPlan.get(), fftwInputs, fftwSpectra);
             } else {
-              for (std::size_t g = 0; g < count; ++g) {
-                auto* const vector = fftwScratch + g * pitch;
-                api.execute(singlePlan.get(), vector, vector);
-              }
+              for (std::size_t g = 0; g < count; ++g)
+                api.execute(singlePlan.get(), fftwInputs + g * pitch, fftwSpectra + g * pitch);
             }
             if (contiguous) {
-              withRowStep(layout.rowStep, [&](auto rowStep) {
+              withUnitStep(layout.rowStep, [&](auto rowStep) {
                 for (std::size_t g = 0; g < count; ++g)
-                  storeVector(reinterpret_cast<const R*>(scratch + g * pitch), to + at(g, 0), rowStep,
-                              partStep, twiddles);
-              });
-            } else if (!inverse) {
-              visitRows(count, n, [&](std::size_t g, std::uint64_t k) {
-                const R* spectrum = reinterpret_cast<const R*>(scratch + g * pitch);
-                R* element = to + at(g, k);
-                twiddleOut(spectrum + 2 * k, spectrum + 2 * (k == 0 ? 0 : n - k),
-                           reinterpret_cast<const R*>(twiddles + k), element[0], element[partStep]);
+                  storeVector(reinterpret_cast<const R*>(spectra + g * pitch), to + at(g, 0), rowStep,
+                              layout.partStep, twiddles);
               });
             } else {
-              visitRows(count, n, [&](std::size_t g, std::uint64_t j) {
-                const C value = scratch[g * pitch + slot(j)];
-                R* element = to + at(g, j);
-                element[0] = value.real();
-                element[partStep] = value.imag();
+              withUnitStep(layout.partStep, [&](auto partStep) {
+                if (!inverse) {
+                  visitRows(count, n, [&](std::size_t g, std::uint64_t k) {
+                    const R* spectrum = reinterpret_cast<const R*>(spectra + g * pitch);
+                    R* element = to + at(g, k);
+                    twiddleOut(spectrum + 2 * k, spectrum + 2 * (k == 0 ? 0 : n - k),
+                               reinterpret_cast<const R*>(twiddles + k), element[0], element[partStep]);
+                  });
+                  return;
+                }
+                visitRows(count, n, [&](std::size_t g, std::uint64_t j) {
+                  const C value = spectra[g * pitch + slot(j)];
+                  R* element = to + at(g, j);
+                  element[0] = value.real();
+                  element[partStep] = value.imag();
+                });
               });
             }
           }

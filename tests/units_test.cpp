@@ -521,7 +521,7 @@ TEST(PooledRun, OneThreadCallsStayOnTheCaller) {
 // for one rule: short vectors on the arrays, too few points for a plan per call, rows that fall into one
 // cache set, a long single vector on FFTW's threads, measured plans over small blocks, hooks that only run
 // on the walk, one thread, contiguous chunks large enough to be read in place, and blocks of long vectors
-// beyond the caches that go as single vectors.
+// beyond the caches that go as single vectors, but not a lone block that would leave a thread idle.
 TEST(Recipe, RoadsThreadsAndCuts) {
   struct Row {
     std::size_t stride, n, numVectors;
@@ -540,6 +540,7 @@ TEST(Recipe, RoadsThreadsAndCuts) {
       {1, 16, 4096, 1, FFTW_ESTIMATE, false, "arrays caller slabs=8x(512,1) fftw=1"},
       {1, 32768, 16, 1, FFTW_ESTIMATE, false, "walk caller planner=1 groups=1x4 direct=in,out stream"},
       {7, 16384, 21, 2, FFTW_ESTIMATE, false, "walk pooled planner=1 groups=2x4 padded singles"},
+      {7, 16384, 7, 2, FFTW_ESTIMATE, false, "walk pooled planner=1 groups=1x4"},
   };
   std::vector<std::complex<double>> in(1 << 19), out(in.size());
   for (const Row& row : rows) {

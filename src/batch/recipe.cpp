@@ -41,7 +41,7 @@ DirectMoves directMovesFor(const BatchCall& call, std::size_t chunk, bool output
 // How the walk cuts this batch. Chunks group only where every place in scratch keeps the alignment the
 // plans were made for, that is where a vector's scratch takes a whole number of 16-byte units.
 GroupCuts groupCutsFor(const BatchShape& shape, const ScratchLayout& scratch, const PlanNeeds& needs,
-                       std::size_t chunk, std::size_t columnsPerVector) {
+                       std::size_t chunk, std::size_t columnsPerVector, std::size_t tasks) {
   const bool aligned =
       scratch.inputVectorBytes % kPlanAlignment == 0 && scratch.outputVectorBytes % kPlanAlignment == 0;
   if (!aligned || needs.bufferVectors == 1) return {chunk, 1, false};
@@ -64,11 +64,13 @@ GroupCuts groupCutsFor(const BatchShape& shape, const ScratchLayout& scratch, co
   // A block too large to stay in the caches between two passes over its rows, whose vectors don't divide
   // into chunks, goes in one group of single vectors where that group isn't much larger: otherwise its
   // chunks and the vectors left over each read every line of its rows (r2c of 7 columns of 65536 floats
-  // as a chunk and three single vectors took up to twice as long as plain FFTW on an AMD EPYC).
+  // as a chunk and three single vectors took up to twice as long as plain FFTW on an AMD EPYC), and where
+  // there are blocks enough for the tasks: one such group holds a whole block (c2c of 111 columns of 1536
+  // floats in one block took 1.5 times as long as plain FFTW on 2 threads, one of them idle).
   const std::size_t stretch = shape.stretch();
   const std::size_t blockBytes = stretch * (scratch.inputVectorBytes + scratch.outputVectorBytes);
   if (shape.stride != 1 && stretch % chunk != 0 && needed <= listed && blockBytes > kGroupScratchBytes &&
-      blockBytes <= kSinglesGroupBytes)
+      blockBytes <= kSinglesGroupBytes && shape.numVectors / stretch >= tasks)
     return {chunk, needed, needed > 1, true};
   return {chunk, chunksPerGroup, chunksPerGroup > 1 && shape.stride != 1};
 }
@@ -145,7 +147,8 @@ BatchRecipe batchRecipeFor(const BatchCall& call, const fftwContext& caller) {
   recipe.partsTogether = sides.parts != 1 && shape.stride != 1;
   const std::size_t columns = recipe.partsTogether ? sides.parts : 1;
   recipe.needs = PlanNeeds::of(shape, chunk, recipe.path.pooled);
-  recipe.cuts = groupCutsFor(shape, recipe.scratch, recipe.needs, chunk, columns);
+  recipe.cuts = groupCutsFor(shape, recipe.scratch, recipe.needs, chunk, columns,
+                             recipe.path.pooled ? recipe.callerThreads : 1);
   const bool grouped = recipe.needs.bufferVectors != 1;
   const auto groupScratch = [&](std::size_t vectorBytes) {
     return columns * (grouped ? recipe.cuts.scratchBytes(vectorBytes) : vectorBytes);

@@ -68,6 +68,8 @@ TEST(Accuracy, BatchedFFT) {
       // Blocks of long vectors beyond the caches, not a whole number of chunks: one group of single vectors
       // each, the last block partial.
       {.kind = r2c, .stride = 7, .n = 16384, .numVectors = 17, .threads = 2},
+      // Short contiguous vectors beyond the caches: one by one where they lie, divided there.
+      {.kind = c2c, .n = 64, .numVectors = 8195, .threads = 2, .sign = kInv},
       // Misaligned arrays, pooled and single.
       {.single = F, .kind = c2r, .n = 64, .numVectors = 300, .threads = 2, .flags = kShiftIn | kShiftOut},
       {.kind = c2c, .n = 64, .flags = kShiftOut},

@@ -521,7 +521,9 @@ TEST(PooledRun, OneThreadCallsStayOnTheCaller) {
 // for one rule: short vectors on the arrays, too few points for a plan per call, rows that fall into one
 // cache set, a long single vector on FFTW's threads, measured plans over small blocks, hooks that only run
 // on the walk, one thread, contiguous chunks large enough to be read in place, and blocks of long vectors
-// beyond the caches that go as single vectors, but not a lone block that would leave a thread idle.
+// beyond the caches that go as single vectors, but not a lone block that would leave a thread idle, and
+// short contiguous vectors beyond the caches that go one by one where they lie, where the batch has the
+// single plan anyway.
 TEST(Recipe, RoadsThreadsAndCuts) {
   struct Row {
     std::size_t stride, n, numVectors;
@@ -541,6 +543,8 @@ TEST(Recipe, RoadsThreadsAndCuts) {
       {1, 32768, 16, 1, FFTW_ESTIMATE, false, "walk caller planner=1 groups=1x4 direct=in,out stream"},
       {7, 16384, 21, 2, FFTW_ESTIMATE, false, "walk pooled planner=1 groups=2x4 padded singles"},
       {7, 16384, 7, 2, FFTW_ESTIMATE, false, "walk pooled planner=1 groups=1x4"},
+      {1, 64, 1 << 13, 2, FFTW_ESTIMATE, false, "walk pooled planner=1 groups=16x4 singles direct=in,out"},
+      {1, 64, 1 << 13, 1, FFTW_ESTIMATE, false, "walk caller planner=1 groups=1x4 stream"},
   };
   std::vector<std::complex<double>> in(1 << 19), out(in.size());
   for (const Row& row : rows) {

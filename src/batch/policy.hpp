@@ -193,5 +193,11 @@ inline constexpr std::size_t kStreamingOutputBytes = 8 * buffering::kMiB;
 // Chunks larger than this bypass scratch where the layout allows: FFTW's own passes over vectors that
 // large go through memory anyway, and a copy through scratch would only add one.
 inline constexpr std::size_t kDirectChunkBytes = 1 * buffering::kMiB;
+// Contiguous vectors of these lengths, of a batch whose output streams, go one at a time through the
+// single plan where they lie, this many to a group (see batchRecipeFor). Shorter ones cost FFTW more per
+// execution than they save: 8 floats one by one took 2.4 to 3 times as long as plain FFTW.
+inline constexpr std::size_t kStreamedSingleMinLength = 32;
+inline constexpr std::size_t kStreamedSingleMaxLength = 64;
+inline constexpr std::size_t kStreamedSinglesPerGroup = 64;
 
 }  // namespace tessel_fft

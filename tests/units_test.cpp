@@ -430,7 +430,7 @@ TEST(PooledRun, NestedLoopsNeverStartAnotherTaskOfTheRun) {
       tbb::parallel_for(0, 32, [](int) { std::this_thread::sleep_for(std::chrono::microseconds(20)); });
       --depth;
     };
-    tessel_fft::runTasks(manager, {{2, 8, 8, 2048}, 8}, 1 << 20, loop);
+    tessel_fft::runTasks(manager, {{2, 8, 8, 2048}, 8}, 1, loop);
   });
   EXPECT_EQ(reentered.load(), 0);
 }
@@ -467,7 +467,7 @@ TEST(PooledRun, ExceptionInOneTaskComesOutOnceAndFreesAllPairs) {
     {
       tessel_fft::MultiBufferMgr manager(64, 64);
       try {
-        tessel_fft::runTasks(manager, {{1, 4, 4, 256}, 4}, 1 << 20, FailingLoopBody{});
+        tessel_fft::runTasks(manager, {{1, 4, 4, 256}, 4}, 1, FailingLoopBody{});
       } catch (const std::runtime_error& error) {
         EXPECT_STREQ(error.what(), "task failure");
         ++caught;
@@ -523,7 +523,7 @@ TEST(PooledRun, OneThreadCallsStayOnTheCaller) {
 // on the walk, one thread, contiguous chunks large enough to be read in place, and blocks of long vectors
 // beyond the caches that go as single vectors, but not a lone block that would leave a thread idle, and
 // short contiguous vectors beyond the caches that go one by one where they lie, where the batch has the
-// single plan anyway.
+// single plan anyway, and groups too few for the threads, whose tasks take equal shares of chunks.
 TEST(Recipe, RoadsThreadsAndCuts) {
   struct Row {
     std::size_t stride, n, numVectors;
@@ -545,6 +545,7 @@ TEST(Recipe, RoadsThreadsAndCuts) {
       {7, 16384, 7, 2, FFTW_ESTIMATE, false, "walk pooled planner=1 groups=1x4"},
       {1, 64, 1 << 13, 2, FFTW_ESTIMATE, false, "walk pooled planner=1 groups=16x4 singles direct=in,out"},
       {1, 64, 1 << 13, 1, FFTW_ESTIMATE, false, "walk caller planner=1 groups=1x4 stream"},
+      {39, 4096, 39, 2, FFTW_ESTIMATE, false, "walk pooled planner=1 groups=4x4 padded shares=5x4"},
   };
   std::vector<std::complex<double>> in(1 << 19), out(in.size());
   for (const Row& row : rows) {

@@ -44,7 +44,7 @@ void runBatch(const fftwContext& caller, typename Planner::Cache* cache, const B
   const auto runPooled = [&](MultiBufferMgr& manager) {
     plans.preparePooled(manager, recipe.needs);
     if (onArrays()) return;
-    runTasks(manager, BatchGroups{shape, recipe.cuts.groupVectors()}, recipe.groupBytes(), loopOver);
+    runTasks(manager, BatchGroups{shape, recipe.taskStepVectors}, recipe.taskGrain, loopOver);
   };
   if (!recipe.path.pooled) {
     ScratchBufferPair pair(recipe.inputScratchBytes, recipe.outputScratchBytes, recipe.scratch.sharedOutput);

@@ -66,16 +66,16 @@ void runStepsAfterFirst(const StepSpread& spread, std::size_t count, const Step&
   });
 }
 
-// Cuts the groups of a batch into tasks that each run loop(inBuffer, outBuffer, begin, end) on a pair from
-// `manager`, with the calling thread taking part; returns when all have ended. An exception of a task
-// comes out here once, after every pair is back in the pool. A thread never runs two tasks of the batch at
-// once. `groupBytes` is the scratch a group passes through, which sizes the tasks.
+// Cuts the steps of a batch (`steps`: its groups, or its chunks) into tasks of `grain` steps that each run
+// loop(inBuffer, outBuffer, begin, end) on a pair from `manager`, with the calling thread taking part;
+// returns when all have ended. An exception of a task comes out here once, after every pair is back in
+// the pool. A thread never runs two tasks of the batch at once.
 template <typename Loop>
-void runTasks(MultiBufferMgr& manager, const BatchGroups& groups, std::size_t groupBytes, const Loop& loop) {
-  const std::size_t count = groups.count();
-  runSteps({true, taskGrain(count, groupBytes), false}, count, [&](std::size_t first, std::size_t last) {
-    const std::size_t begin = groups.firstVector(first);
-    const std::size_t end = groups.firstVector(last);
+void runTasks(MultiBufferMgr& manager, const BatchGroups& steps, std::size_t grain, const Loop& loop) {
+  const std::size_t count = steps.count();
+  runSteps({true, grain, false}, count, [&](std::size_t first, std::size_t last) {
+    const std::size_t begin = steps.firstVector(first);
+    const std::size_t end = steps.firstVector(last);
     withPooledPair(manager, [&](void* input, void* output) {
       // The movement kernels nest parallel loops inside a task. A thread waiting for one may otherwise
       // pick up another task of this batch, which under memory shortage would wait for the pair that

@@ -80,6 +80,10 @@ inline constexpr std::size_t kTaskBytes = 512 * buffering::kKiB;
 // late still find work.
 inline constexpr std::size_t kMinTasks = 16;
 
+// A pooled walk with fewer groups than this per thread cuts its tasks into equal shares of chunks instead
+// (see batchRecipeFor): taken one by one, a handful of groups leaves one thread a group more than another.
+inline constexpr std::size_t kSharedGroupsPerThread = 4;
+
 // Steps per task, for `count` steps of `stepBytes` each.
 inline std::size_t taskGrain(std::size_t count, std::size_t stepBytes) {
   return std::max<std::size_t>(1,

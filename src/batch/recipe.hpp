@@ -109,11 +109,10 @@ struct BatchRecipe {
   std::uint64_t arrayFftwThreads;
   bool arraysInPlace;
 
-  // Scratch a group passes through, both sides, which sizes the tasks of a pooled walk.
-  std::size_t groupBytes() const {
-    return (partsTogether ? 2 : 1) * cuts.groupVectors() *
-           (scratch.inputVectorBytes + scratch.outputVectorBytes);
-  }
+  // How a pooled walk spreads over tasks: in steps of `taskStepVectors` vectors (its groups, or its chunks
+  // where the groups are too few for equal shares; see BatchGroups), `taskGrain` steps to a task.
+  std::size_t taskStepVectors;
+  std::size_t taskGrain;
   // One line, e.g. "walk pooled planner=1 groups=4x4 direct=in,out stream" or
   // "arrays slabs=12x(3,1) tasks fftw=1": for tests and debugging.
   std::string describe() const;

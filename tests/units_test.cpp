@@ -523,7 +523,8 @@ TEST(PooledRun, OneThreadCallsStayOnTheCaller) {
 // on the walk, one thread, contiguous chunks large enough to be read in place, and blocks of long vectors
 // beyond the caches that go as single vectors, but not a lone block that would leave a thread idle, and
 // short contiguous vectors beyond the caches that go one by one where they lie, where the batch has the
-// single plan anyway, and groups too few for the threads, whose tasks take equal shares of chunks.
+// single plan anyway, groups too few for the threads, whose tasks take equal shares of chunks, and the
+// half-length cosine/sine kinds, which keep their own road but for short vectors.
 TEST(Recipe, RoadsThreadsAndCuts) {
   struct Row {
     std::size_t stride, n, numVectors;
@@ -531,6 +532,7 @@ TEST(Recipe, RoadsThreadsAndCuts) {
     unsigned strategy;
     bool keepToWalk;
     const char* recipe;
+    bool plansOnScratchOnly = false;  // the half-length cosine/sine kinds
   };
   const Row rows[] = {
       {1, 16, 4096, 2, FFTW_ESTIMATE, false, "arrays pooled slabs=8x(512,1) tasks fftw=1"},
@@ -546,6 +548,8 @@ TEST(Recipe, RoadsThreadsAndCuts) {
       {1, 64, 1 << 13, 2, FFTW_ESTIMATE, false, "walk pooled planner=1 groups=16x4 singles direct=in,out"},
       {1, 64, 1 << 13, 1, FFTW_ESTIMATE, false, "walk caller planner=1 groups=1x4 stream"},
       {39, 4096, 39, 2, FFTW_ESTIMATE, false, "walk pooled planner=1 groups=4x4 padded shares=5x4"},
+      {1, 1024, 64, 1, FFTW_MEASURE, false, "walk caller planner=1 groups=1x4", true},
+      {1, 32, 4096, 1, FFTW_MEASURE, false, "arrays caller slabs=16x(256,1) fftw=1", true},
   };
   std::vector<std::complex<double>> in(1 << 19), out(in.size());
   for (const Row& row : rows) {
@@ -553,7 +557,7 @@ TEST(Recipe, RoadsThreadsAndCuts) {
     context.setNumThreads(row.threads);
     context.setPlanStrategy(row.strategy);
     const tessel_fft::BatchSides sides{
-        1, row.n, row.n, row.n, true, false, false, 1, tessel_fft::kArrayPlanLength};
+        1, row.n, row.n, row.n, true, false, row.plansOnScratchOnly, 1, tessel_fft::kArrayPlanLength};
     const tessel_fft::BatchCall call{{row.stride, row.n, row.n, row.numVectors},
                                      sides,
                                      in.data(),

@@ -171,6 +171,13 @@ TEST(Accuracy, DCST) {
                          .numVectors = 30u + kind, .threads = 1u + kind % 2, .sign = kind % 3 - 1,
                          .flags = roadFlags[kind - 1 - kind / 4]}));
   }
+  // The kinds through the FFT of their extension, from its shortest length, odd and even, cut, strided
+  // complex and in place, vectors one by one and in chunks.
+  for (int kind : {0, 4})
+    for (std::uint64_t n : {64u, 101u})
+      rows.push_back(dcst({.single = n % 2 == 1, .kind = kind, .stride = n == 64 ? 5u : 1u, .n = n,
+                           .inputLength = kind == 0 ? n + 9 : n, .numVectors = 23, .threads = 1u + kind / 4,
+                           .sign = kind == 0 ? 1 : -1, .flags = n == 64 ? kComplex : kInPlace}));
   // DCT-I is undefined for one point; every other kind at n 1.
   for (int kind = 1; kind < 8; ++kind)
     rows.push_back(dcst({.single = kind % 2 == 0, .kind = kind, .stride = 4, .n = 1, .inputLength = 2,

@@ -191,6 +191,12 @@ struct RangeBody {
         } else {
           copyFromOutputBuffer(unitOutput, n, count, StridedOutput<Out>{unitDestination, stride}, r2cTag{});
         }
+      } else if (places.vectorPitch != n) {
+        // Vectors with room to spare in scratch (the extension road's) move one by one.
+        for (std::size_t v = 0; v < count; ++v)
+          storeVectors(unitDestination + v * arrayStep(n),
+                       static_cast<const Out*>(unitOutput + v * places.vectorPitch), stride, n,
+                       moves.sides.parts, 1, moves.streamOut);
       } else {
         storeVectors(unitDestination, static_cast<const Out*>(unitOutput), stride, n, moves.sides.parts,
                      count, moves.streamOut);

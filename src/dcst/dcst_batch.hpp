@@ -8,6 +8,7 @@
 #include "batch/batch_run.hpp"
 #include "batch/scale_inverse.hpp"
 #include "dcst/dcst_planner.hpp"
+#include "dcst/even_extension.hpp"
 #include "dcst/half_length.hpp"
 #include "families.hpp"
 
@@ -32,14 +33,15 @@ struct DCSTPass {
   bool outputReadNext;
 };
 
-// The hooks of a cosine/sine batch: the half-length road's steps around its plans where Kind and n take
-// it, and each vector's first element divided by one divisor and the others by the other, before or after
-// its unit runs, where an N-D pass asks for it.
+// The hooks of a cosine/sine batch: the half-length road's or the extension road's steps around its plans
+// where Kind and n take one, and each vector's first element divided by one divisor and the others by
+// the other, before or after its unit runs, where an N-D pass asks for it.
 template <typename R, int Kind>
 struct DCSTUnits : NoHooks {
   const EdgeDivisors<R>* divisors;          // or null
-  const HalfLengthTwiddles<R>* halfLength;  // or null: the plans are FFTW's r2r plans
+  const HalfLengthTwiddles<R>* halfLength;  // or null
   std::size_t n;
+  bool extension;  // neither: the plans are FFTW's r2r plans
 
   bool keepToWalk() const { return divisors != nullptr; }
   void beforeUnit(R* first, std::size_t pitch, std::size_t count) const {
@@ -52,6 +54,11 @@ struct DCSTUnits : NoHooks {
     if constexpr (Kind % 4 != 0) {
       if (halfLength != nullptr) {
         runHalfLength<R, Kind>(plan, *halfLength, input, output, n, count);
+        return;
+      }
+    } else {
+      if (extension) {
+        runExtension<R, Kind>(plan, input, output, n, count);
         return;
       }
     }
@@ -73,19 +80,21 @@ void runDCSTBatch(const fftwContext& context, dcstPlanCacheInterface<T, Kind>* c
                   const BatchShape& shape, int direction, bool isComplex, const DCSTPass<T>& pass) {
   const std::size_t n = shape.length;
   const bool halfLength = halfLengthServes<Kind>(n);
+  const bool extension = extensionServes<Kind>(n);
   BatchSides sides{};
   sides.parts = isComplex ? 2 : 1;
-  sides.transformLength = sides.planInputLength = sides.planOutputLength = n;
+  sides.transformLength = n;
+  sides.planInputLength = sides.planOutputLength = extension ? extensionPitch<Kind>(n) : n;
   // An input divided before the transform is divided in scratch.
   sides.plansKeepInput = pass.divisors == nullptr || !pass.divisors->beforeTransform;
-  sides.plansOnScratchOnly = halfLength;
+  sides.plansOnScratchOnly = halfLength || extension;
   sides.outputReadNext = pass.outputReadNext;
   sides.divisor = direction == 1 ? DCSTPlans::divisor<Kind>(n) : 1;
   sides.arrayPlanLength = kArrayPlanLength;
   const std::shared_ptr<const HalfLengthTwiddles<T>> twiddles =
       halfLength ? halfLengthTwiddles<T>(n, Kind % 4 == 3) : nullptr;
   runBatch<DCSTPlanner<T, Kind>>(context, cache, shape, direction, in, out, sides,
-                                 DCSTUnits<T, Kind>{{}, pass.divisors, twiddles.get(), n});
+                                 DCSTUnits<T, Kind>{{}, pass.divisors, twiddles.get(), n, extension});
 }
 
 }  // namespace tessel_fft

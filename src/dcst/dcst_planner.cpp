@@ -3,6 +3,7 @@
 
 #include <cstddef>
 
+#include "dcst/even_extension.hpp"
 #include "dcst/half_length.hpp"
 #include "families.hpp"
 #include "plans/plan_acquisition.hpp"
@@ -27,6 +28,18 @@ bool DCSTPlanner<T, Kind>::getPlan(std::uint64_t n, std::uint64_t howmany, T* in
                                          complexOut, halfLengthSign<Kind>(), flags);
     };
     return acquirePlan<T>(*this->context_, this->cache_, key, n, n * howmany * sizeof(T), in, out, planOn,
+                          plan);
+  }
+  if (extensionServes<Kind>(n)) {
+    // The r2c of the extension road, from vectors extensionPitch apart to spectra as far apart.
+    const auto pitch = static_cast<std::ptrdiff_t>(extensionPitch<Kind>(n));
+    const fftw_iodim64 dims{static_cast<std::ptrdiff_t>(extensionLength<Kind>(n)), 1, 1};
+    const fftw_iodim64 howmanyDims{static_cast<std::ptrdiff_t>(howmany), pitch, pitch / 2};
+    auto* const spectra = reinterpret_cast<fftwComplex<T>*>(out);
+    const auto planOn = [&](T* input, unsigned flags) {
+      return fftwApi::getInstance().plan(1, &dims, 1, &howmanyDims, input, spectra, FFTW_FORWARD, flags);
+    };
+    return acquirePlan<T>(*this->context_, this->cache_, key, n, pitch * howmany * sizeof(T), in, out, planOn,
                           plan);
   }
   // Both sides of an r2r transform have n points per vector, so the distances are n for every kind.

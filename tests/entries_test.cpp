@@ -70,6 +70,7 @@ TEST(Accuracy, BatchedFFT) {
       {.kind = r2c, .stride = 7, .n = 16384, .numVectors = 17, .threads = 2},
       // Short contiguous vectors beyond the caches: one by one where they lie, divided there.
       {.kind = c2c, .n = 64, .numVectors = 8195, .threads = 2, .sign = kInv},
+      {.single = F, .kind = c2c, .n = 32, .numVectors = 33000, .threads = 2, .chunk = 128},  // chunk above a group
       // Misaligned arrays, pooled and single.
       {.single = F, .kind = c2r, .n = 64, .numVectors = 300, .threads = 2, .flags = kShiftIn | kShiftOut},
       {.kind = c2c, .n = 64, .flags = kShiftOut},

@@ -189,7 +189,7 @@ BatchRecipe batchRecipeFor(const BatchCall& call, const fftwContext& caller) {
       recipe.direct = singles;
       recipe.streamOut = false;
       recipe.scratch.sharedOutput = call.out;
-      recipe.cuts = {chunk, kStreamedSinglesPerGroup / chunk, false, true};
+      recipe.cuts = {chunk, std::max<std::size_t>(1, kStreamedSinglesPerGroup / chunk), false, true};
     }
   }
   spreadWalkTasks(shape, chunk, recipe);

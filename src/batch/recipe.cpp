@@ -16,9 +16,9 @@ namespace {
 // and written vector for vector may be written in place, since scratch holds a group's input by then, but
 // only under plans made by estimate: a measuring planner would overwrite the input before any group moves.
 // `outputDirectIsFaster` says whether writing the output directly is the faster way for this batch anyway;
-// a `chunk` of 1 asks for single vectors read and written where they lie, whatever their size.
+// `singleVectors` asks for single vectors read and written where they lie, whatever their size.
 DirectMoves directMovesFor(const BatchCall& call, std::size_t chunk, bool outputDirectIsFaster,
-                           bool plansByEstimate) {
+                           bool plansByEstimate, bool singleVectors = false) {
   const BatchShape& shape = call.shape;
   if (shape.stride != 1) return {false, false};
   const std::size_t inputVectorBytes = shape.inputLength * call.inElementBytes;
@@ -32,7 +32,7 @@ DirectMoves directMovesFor(const BatchCall& call, std::size_t chunk, bool output
     return addressResidue(first) == 0 && (shape.numVectors <= 1 || vectorBytes % kPlanAlignment == 0);
   };
   const auto bigChunks = [&](std::size_t vectorBytes) {
-    return chunk == 1 || chunk * vectorBytes > kDirectChunkBytes;
+    return singleVectors || chunk * vectorBytes > kDirectChunkBytes;
   };
   return {disjoint && call.sides.plansKeepInput && shape.inputLength == call.sides.planInputLength &&
               bigChunks(inputVectorBytes) && keepsResidue(call.in, inputVectorBytes),
@@ -153,14 +153,32 @@ BatchRecipe batchRecipeFor(const BatchCall& call, const fftwContext& caller) {
   BatchRecipe recipe{};
   recipe.callerThreads = caller.getNumThreads();
   recipe.path = chooseBatchPath(recipe.callerThreads, shape.numVectors, planLength);
-  recipe.streamOut =
+  const bool outputStreams =
       !sides.outputReadNext &&
       sides.parts * shape.length * shape.numVectors * call.outElementBytes >= kStreamingOutputBytes;
   const std::size_t chunk = caller.getChunkSize();
   const unsigned strategy = caller.getPlanStrategy(planLength);
+  recipe.needs = PlanNeeds::of(shape, chunk, recipe.path.pooled);
+  // Short contiguous vectors of a batch beyond the caches go one at a time through the single plan, read
+  // and written where they lie, where the batch has that plan anyway: FFTW's plan of one such vector
+  // passes over it in the first-level cache and streams the batch at the speed of a copy, where its
+  // codelets over a chunk read the chunk's vectors in lockstep, which memory serves worse, and scratch
+  // costs a copy more (64 points, 100000 vectors, one thread on an AMD EPYC: 10.5 ms one by one, 17.4 ms
+  // in chunks of 4; on two threads c2c of 32 to 64 points went from 1.5 to 2.5 times plain FFTW's time
+  // to 0.6 to 1.05).
+  const bool singlesMayStream = shape.stride == 1 && sides.parts == 1 && !sides.plansOnScratchOnly &&
+                                planLength >= kStreamedSingleMinLength &&
+                                planLength <= kStreamedSingleMaxLength && outputStreams &&
+                                recipe.needs.single;
+  const DirectMoves singles = singlesMayStream
+                                  ? directMovesFor(call, chunk, true, strategy == FFTW_ESTIMATE, true)
+                                  : DirectMoves{false, false};
+  const bool singlesInPlace = singles.input && singles.output;
+  recipe.streamOut = outputStreams && !singlesInPlace;
   // Interleaved parts always pass through scratch, as do plans whose layout isn't the arrays'; FFTW writes
   // the output itself where it stays in the caches anyway.
-  recipe.direct = sides.parts != 1 || sides.plansOnScratchOnly
+  recipe.direct = singlesInPlace ? singles
+                  : sides.parts != 1 || sides.plansOnScratchOnly
                       ? DirectMoves{false, false}
                       : directMovesFor(call, chunk, !recipe.streamOut, strategy == FFTW_ESTIMATE);
   // Scratch holds one part of a vector: an interleaved one passes its two parts through it in turn.
@@ -169,29 +187,10 @@ BatchRecipe batchRecipeFor(const BatchCall& call, const fftwContext& caller) {
                     recipe.direct.output ? call.out : nullptr};
   recipe.partsTogether = sides.parts != 1 && shape.stride != 1;
   const std::size_t columns = recipe.partsTogether ? sides.parts : 1;
-  recipe.needs = PlanNeeds::of(shape, chunk, recipe.path.pooled);
-  recipe.cuts = groupCutsFor(shape, recipe.scratch, recipe.needs, chunk, columns,
-                             recipe.path.pooled ? recipe.callerThreads : 1);
-  // Short contiguous vectors of a batch beyond the caches go one at a time through the single plan, read
-  // and written where they lie, where the batch has that plan anyway: FFTW's plan of one such vector
-  // passes over it in the first-level cache and streams the batch at the speed of a copy, where its
-  // codelets over a chunk read the chunk's vectors in lockstep, which memory serves worse, and scratch
-  // costs a copy more (64 points, 100000 vectors, one thread on an AMD EPYC: 10.5 ms one by one, 17.4 ms
-  // in chunks of 4; on two threads c2c of 32 to 64 points went from 1.5 to 2.5 times plain FFTW's time
-  // to 0.6 to 1.05).
-  const bool singlesInPlace = shape.stride == 1 && sides.parts == 1 && !sides.plansOnScratchOnly &&
-                              planLength >= kStreamedSingleMinLength &&
-                              planLength <= kStreamedSingleMaxLength && recipe.streamOut &&
-                              recipe.needs.single;
-  if (singlesInPlace) {
-    const DirectMoves singles = directMovesFor(call, 1, true, strategy == FFTW_ESTIMATE);
-    if (singles.input && singles.output) {
-      recipe.direct = singles;
-      recipe.streamOut = false;
-      recipe.scratch.sharedOutput = call.out;
-      recipe.cuts = {chunk, std::max<std::size_t>(1, kStreamedSinglesPerGroup / chunk), false, true};
-    }
-  }
+  recipe.cuts = singlesInPlace ? GroupCuts{chunk, std::max<std::size_t>(1, kStreamedSinglesPerGroup / chunk),
+                                           false, true}
+                               : groupCutsFor(shape, recipe.scratch, recipe.needs, chunk, columns,
+                                              recipe.path.pooled ? recipe.callerThreads : 1);
   spreadWalkTasks(shape, chunk, recipe);
   const bool grouped = recipe.needs.bufferVectors != 1;
   const auto groupScratch = [&](std::size_t vectorBytes) {
@@ -203,7 +202,7 @@ BatchRecipe batchRecipeFor(const BatchCall& call, const fftwContext& caller) {
 
   recipe.road = BatchRoad::walk;
   const bool arraysServe =
-      !call.keepToWalk && !recipe.cuts.singlesOnly &&
+      !call.keepToWalk && !singlesInPlace &&
       arrayPlansServe(shape, sides, call.inElementBytes, call.outElementBytes, strategy != FFTW_ESTIMATE) &&
       arraySlabsOf(shape, sides, call.inElementBytes, call.outElementBytes, recipe.slabs) &&
       arraysAllowPlans(call, recipe.slabs, recipe.arraysInPlace);

@@ -39,9 +39,8 @@ struct DCSTPass {
 template <typename R, int Kind>
 struct DCSTUnits : NoHooks {
   const EdgeDivisors<R>* divisors;          // or null
-  const HalfLengthTwiddles<R>* halfLength;  // or null
+  const HalfLengthTwiddles<R>* halfLength;  // or null; with neither road, the plans are FFTW's r2r plans
   std::size_t n;
-  bool extension;  // neither: the plans are FFTW's r2r plans
 
   bool keepToWalk() const { return divisors != nullptr; }
   void beforeUnit(R* first, std::size_t pitch, std::size_t count) const {
@@ -56,11 +55,9 @@ struct DCSTUnits : NoHooks {
         runHalfLength<R, Kind>(plan, *halfLength, input, output, n, count);
         return;
       }
-    } else {
-      if (extension) {
-        runExtension<R, Kind>(plan, input, output, n, count);
-        return;
-      }
+    } else if (extensionServes<Kind>(n)) {
+      runExtension<R, Kind>(plan, input, output, n, count);
+      return;
     }
     NoHooks::runUnit(plan, input, output, count);
   }
@@ -94,7 +91,7 @@ void runDCSTBatch(const fftwContext& context, dcstPlanCacheInterface<T, Kind>* c
   const std::shared_ptr<const HalfLengthTwiddles<T>> twiddles =
       halfLength ? halfLengthTwiddles<T>(n, Kind % 4 == 3) : nullptr;
   runBatch<DCSTPlanner<T, Kind>>(context, cache, shape, direction, in, out, sides,
-                                 DCSTUnits<T, Kind>{{}, pass.divisors, twiddles.get(), n, extension});
+                                 DCSTUnits<T, Kind>{{}, pass.divisors, twiddles.get(), n});
 }
 
 }  // namespace tessel_fft

@@ -12,6 +12,7 @@
 #include <cstdint>
 
 #include "backend/precision.hpp"
+#include "families.hpp"
 
 namespace tessel_fft {
 
@@ -25,10 +26,10 @@ constexpr bool extensionServes(std::uint64_t n) {
   return Kind % 4 == 0 && n >= kExtensionMinLength;
 }
 
-// The points of the extension, which is also the kind's logical size.
+// The points of the extension: the kind's logical size, 2(n-1) or 2(n+1).
 template <int Kind>
 constexpr std::uint64_t extensionLength(std::uint64_t n) {
-  return Kind == 0 ? 2 * n - 2 : 2 * n + 2;
+  return DCSTPlans::divisor<Kind>(n);
 }
 
 // Places per vector in scratch, on both sides of the plan: the r2c's output of extensionLength / 2 + 1

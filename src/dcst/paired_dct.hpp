@@ -155,15 +155,14 @@ class PairedDctPass {
     second = t[0] * differenceIm + t[1] * differenceRe;
   }
 
-  // Calls f with a step of the layout as a constant where it is 1, any other as a value: an element step
-  // of 1 (two real vectors side by side) or a part step of 1 (a pair that is one complex number) lets
-  // the compiler move whole registers.
+  // Calls f with the element step of a contiguous pair: 1 (two real vectors side by side, which the
+  // compiler then vectorises) as a constant, any other as a value.
   template <typename F>
-  static void withUnitStep(std::ptrdiff_t step, const F& f) {
-    if (step == 1) {
+  static void withRowStep(std::ptrdiff_t rowStep, const F& f) {
+    if (rowStep == 1) {
       f(std::integral_constant<std::ptrdiff_t, 1>());
     } else {
-      f(step);
+      f(rowStep);
     }
   }
 
@@ -232,6 +231,7 @@ class PairedDctPass {
     const OwnedPlan<fftwPlan<R>>& singlePlan = singlePlan_;
     // Element j of a vector sits at this place of its reordered vector.
     const auto slot = [n](std::uint64_t j) { return j % 2 == 0 ? j / 2 : n - 1 - j / 2; };
+    const std::ptrdiff_t partStep = layout.partStep;
     // Contiguous vectors of a page or more are visited one by one: row by row, the group's vectors would
     // be as many streams a multiple of 4 KiB apart.
     const bool contiguous = layout.rowStep <= 2 && n * sizeof(R) * 2 >= kSetSpanBytes;
@@ -252,29 +252,25 @@ class PairedDctPass {
             const R* const from = src + base;
             R* const to = out + base;
             if (contiguous) {
-              withUnitStep(layout.rowStep, [&](auto rowStep) {
+              withRowStep(layout.rowStep, [&](auto rowStep) {
                 for (std::size_t g = 0; g < count; ++g)
-                  loadVector(from + at(g, 0), rowStep, layout.partStep,
-                             reinterpret_cast<R*>(inputs + g * pitch), twiddles);
+                  loadVector(from + at(g, 0), rowStep, partStep, reinterpret_cast<R*>(inputs + g * pitch),
+                             twiddles);
+              });
+            } else if (!inverse) {
+              visitRows(count, n, [&](std::size_t g, std::uint64_t j) {
+                const R* element = from + at(g, j);
+                inputs[g * pitch + slot(j)] = C(element[0], element[partStep]);
               });
             } else {
-              withUnitStep(layout.partStep, [&](auto partStep) {
-                if (!inverse) {
-                  visitRows(count, n, [&](std::size_t g, std::uint64_t j) {
-                    const R* element = from + at(g, j);
-                    inputs[g * pitch + slot(j)] = C(element[0], element[partStep]);
-                  });
-                  return;
-                }
-                visitRows(count, n, [&](std::size_t g, std::uint64_t k) {
-                  const R* element = from + at(g, k);
-                  // X[n] is 0: row 0 pairs with nothing.
-                  const R* mirror = k == 0 ? nullptr : from + at(g, n - k);
-                  twiddleIn(element[0], mirror != nullptr ? mirror[0] : R(0), element[partStep],
-                            mirror != nullptr ? mirror[partStep] : R(0),
-                            reinterpret_cast<const R*>(twiddles + k),
-                            reinterpret_cast<R*>(inputs + g * pitch + k));
-                });
+              visitRows(count, n, [&](std::size_t g, std::uint64_t k) {
+                const R* element = from + at(g, k);
+                // X[n] is 0: row 0 pairs with nothing.
+                const R* mirror = k == 0 ? nullptr : from + at(g, n - k);
+                twiddleIn(element[0], mirror != nullptr ? mirror[0] : R(0), element[partStep],
+                          mirror != nullptr ? mirror[partStep] : R(0),
+                          reinterpret_cast<const R*>(twiddles + k),
+                          reinterpret_cast<R*>(inputs + g * pitch + k));
               });
             }
             if (count == group) {
@@ -284,28 +280,24 @@ class PairedDctPass {
                 api.execute(singlePlan.get(), fftwInputs + g * pitch, fftwSpectra + g * pitch);
             }
             if (contiguous) {
-              withUnitStep(layout.rowStep, [&](auto rowStep) {
+              withRowStep(layout.rowStep, [&](auto rowStep) {
                 for (std::size_t g = 0; g < count; ++g)
                   storeVector(reinterpret_cast<const R*>(spectra + g * pitch), to + at(g, 0), rowStep,
-                              layout.partStep, twiddles);
+                              partStep, twiddles);
+              });
+            } else if (!inverse) {
+              visitRows(count, n, [&](std::size_t g, std::uint64_t k) {
+                const R* spectrum = reinterpret_cast<const R*>(spectra + g * pitch);
+                R* element = to + at(g, k);
+                twiddleOut(spectrum + 2 * k, spectrum + 2 * (k == 0 ? 0 : n - k),
+                           reinterpret_cast<const R*>(twiddles + k), element[0], element[partStep]);
               });
             } else {
-              withUnitStep(layout.partStep, [&](auto partStep) {
-                if (!inverse) {
-                  visitRows(count, n, [&](std::size_t g, std::uint64_t k) {
-                    const R* spectrum = reinterpret_cast<const R*>(spectra + g * pitch);
-                    R* element = to + at(g, k);
-                    twiddleOut(spectrum + 2 * k, spectrum + 2 * (k == 0 ? 0 : n - k),
-                               reinterpret_cast<const R*>(twiddles + k), element[0], element[partStep]);
-                  });
-                  return;
-                }
-                visitRows(count, n, [&](std::size_t g, std::uint64_t j) {
-                  const C value = spectra[g * pitch + slot(j)];
-                  R* element = to + at(g, j);
-                  element[0] = value.real();
-                  element[partStep] = value.imag();
-                });
+              visitRows(count, n, [&](std::size_t g, std::uint64_t j) {
+                const C value = spectra[g * pitch + slot(j)];
+                R* element = to + at(g, j);
+                element[0] = value.real();
+                element[partStep] = value.imag();
               });
             }
           }
